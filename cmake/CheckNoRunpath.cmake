@@ -1,0 +1,7 @@
+execute_process(COMMAND readelf -d ${FILE} OUTPUT_VARIABLE dyn RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "readelf failed on ${FILE}")
+endif()
+if(dyn MATCHES "(RPATH|RUNPATH)")
+  message(FATAL_ERROR "${FILE} carries an RPATH or RUNPATH; the module must have none")
+endif()
