@@ -2,6 +2,7 @@
 // buffers, and one bitmap of the first colour stream's frame.
 #include "context/context.h"
 #include "imaging/bmp_writer.h"
+#include "imaging/colour_bar.h"
 #include "imaging/coloured_cloud.h"
 #include "imaging/point_cloud.h"
 #include "logging/error_codes.h"
