@@ -28,12 +28,16 @@ std::mutex g_streamsMutex;
 std::vector<BenchStream*> g_started;
 std::atomic<bool> g_flatOut{false};
 std::atomic<uint32_t> g_frameBytes{64};
+std::atomic<uint32_t> g_colourFrameBytes{64};
 std::atomic<uint64_t> g_delivered{0};
+std::atomic<uint32_t> g_rate{0};  // frames per second of a flat-out stream; 0: no pause at all
 
 class BenchStream final : public StreamInterfaceBase {
  public:
   explicit BenchStream(uint32_t type) : m_type(type) {}
-  uint32_t getFrameBufferSize() override { return g_frameBytes.load(); }
+  uint32_t getFrameBufferSize() override {
+    return m_type == SARVIK_STREAM_COLOR ? g_colourFrameBytes.load() : g_frameBytes.load();
+  }
   int32_t setFrameAllocator(FrameAllocatorInterfaceBase* allocator) override {
     m_allocator = allocator;
     return 0;
@@ -51,7 +55,14 @@ class BenchStream final : public StreamInterfaceBase {
     if (g_flatOut.load()) {
       m_running = true;
       m_thread = std::thread([this] {
-        while (m_running.load()) deliver();
+        auto next = std::chrono::steady_clock::now();
+        while (m_running.load()) {
+          deliver();
+          if (const uint32_t rate = g_rate.load()) {
+            next += std::chrono::nanoseconds(1000000000ull / rate);
+            std::this_thread::sleep_until(next);
+          }
+        }
       });
     }
     return 0;
@@ -74,8 +85,8 @@ class BenchStream final : public StreamInterfaceBase {
     if (!frame) return -2;
     frame->streamType = m_type;
     frame->frameNumber = m_number++;
-    frame->width = 8;
-    frame->height = 8;
+    frame->width = 640;
+    frame->height = 480;
     frame->dataSize = frame->bufferCapacity();
     frame->frameStamp = nowNs();
     m_callback(frame.get(), m_user);
@@ -173,6 +184,10 @@ __attribute__((visibility("default"))) int32_t benchDeliver() {
 __attribute__((visibility("default"))) void benchSetFlatOut(bool on) { g_flatOut.store(on); }
 
 __attribute__((visibility("default"))) void benchSetFrameBytes(uint32_t bytes) { g_frameBytes.store(bytes); }
+
+__attribute__((visibility("default"))) void benchSetColourFrameBytes(uint32_t bytes) { g_colourFrameBytes.store(bytes); }
+
+__attribute__((visibility("default"))) void benchSetRate(uint32_t framesPerSecond) { g_rate.store(framesPerSecond); }
 
 __attribute__((visibility("default"))) uint64_t benchDelivered() { return g_delivered.load(); }
 
