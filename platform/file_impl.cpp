@@ -39,8 +39,8 @@ int32_t FileImpl::open(const char* path, bool readOnly, bool looping, bool textM
   m_path = path;
   m_looping = looping;
   m_mode = readOnly ? "r" : "w";
-  // Text and binary streams are the same thing here; the mode string is kept
-  // only so that it reads as it would elsewhere.
+  // POSIX streams treat text and binary alike; the "b" is recorded anyway so
+  // that the mode string says what the caller asked for.
   if (!textMode) m_mode += "b";
 
   m_file = openLocked(path, readOnly, m_mode.c_str());
