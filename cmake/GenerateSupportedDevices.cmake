@@ -1,3 +1,4 @@
+cmake_policy(SET CMP0057 NEW)
 # Turns the identity list into the rows of g_supportedDevices, and fails the
 # build unless it holds exactly 41 distinct, well-formed rows.
 file(STRINGS ${INPUT} lines)
