@@ -1,0 +1,60 @@
+// The simulated camera's frame-mode record, as getFrameModeList hands it out
+// and getCurrentFrameMode points at it. Tools and tests may include this
+// header; it depends on the public records alone.
+//
+// getFrameModeList(sensorType, word1, word2) of a simulated device reads its
+// two words as:
+//   word1: SimFrameMode* array to fill (may be 0 to only ask for the number)
+//   word2: uint32_t* count: on entry the room of the array in records, on
+//          return the number of records written; with word1 0, the number of
+//          modes the sensor has.
+// It returns 0, or kSimErrArgument for a null count, or kSimErrNotFound for a
+// sensor this camera does not have (*count is then 0). Records come in the
+// order of the configuration; the first one is the mode a device opens with.
+#ifndef SIMCAM_SIM_FRAME_MODE_H
+#define SIMCAM_SIM_FRAME_MODE_H
+
+#include <cstdint>
+
+#include "sarvik/SarvikTypes.h"
+
+// modeValue4 of a mode and pixelType of its frames carry the same code.
+enum SimPixelFormat : uint16_t {
+  kSimPixelRgb24 = 0,    // 3 bytes a pixel, red first, rows top down
+  kSimPixelDepth16 = 1,  // 16-bit depth, millimetres * 4 (2 fractional bits)
+  kSimPixelGray8 = 2,    // 8-bit intensity
+  kSimPixelGray16 = 3,   // 16-bit intensity
+};
+
+#pragma pack(push, 1)
+
+struct SimFrameMode {
+  // The head the host reads: modeValue1 width, modeValue3 height,
+  // modeValue4 SimPixelFormat, modeValue2 frames a second (0: flat out).
+  typedefSarvikFrameMode mode;
+  uint8_t bytesPerPixel;
+  uint16_t modeIndex;  // position in the sensor's list
+  uint32_t sensorType;
+  uint32_t frameBytes;  // width * height * bytesPerPixel
+  uint32_t reserved;
+};
+
+#pragma pack(pop)
+
+static_assert(sizeof(SimFrameMode) == 24, "the simulated mode record is 24 bytes");
+static_assert(offsetof(SimFrameMode, mode) == 0, "the host's head comes first");
+static_assert(offsetof(SimFrameMode, sensorType) == 12, "sensorType at 12");
+
+inline uint16_t simModeWidth(const typedefSarvikFrameMode& m) { return m.modeValue1; }
+inline uint16_t simModeHeight(const typedefSarvikFrameMode& m) { return m.modeValue3; }
+inline uint16_t simModeFormat(const typedefSarvikFrameMode& m) { return m.modeValue4; }
+inline int8_t simModeFps(const typedefSarvikFrameMode& m) { return m.modeValue2; }
+
+// Two modes are the same when the four values the host reads are equal; the
+// bytes behind them are the plug-in's own and take no part.
+inline bool simModeEquals(const typedefSarvikFrameMode& a, const typedefSarvikFrameMode& b) {
+  return a.modeValue1 == b.modeValue1 && a.modeValue3 == b.modeValue3 &&
+         a.modeValue4 == b.modeValue4 && a.modeValue2 == b.modeValue2;
+}
+
+#endif  // SIMCAM_SIM_FRAME_MODE_H
