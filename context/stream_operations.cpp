@@ -17,11 +17,6 @@
 
 namespace sarvik {
 
-namespace {
-// Device keeps one Sensor per type in a table of this size.
-constexpr uint32_t kSensorTypeLimit = 64;
-}  // namespace
-
 int32_t Context::createStream(Device* device, uint32_t streamType, VideoStream** stream) {
   OperationScope scope(m_gate);
   ScopedLock lock(m_contextLock);
@@ -39,7 +34,7 @@ int32_t Context::createStream(Device* device, uint32_t streamType, VideoStream**
     }
   }
   // A type past the device's sensor table is refused before any table is touched.
-  VideoStream* created = streamType < kSensorTypeLimit ? device->createStream(streamType) : nullptr;
+  VideoStream* created = streamType < kSensorSlots ? device->createStream(streamType) : nullptr;
   if (created == nullptr) {
     setLastErrorCode(kErrStreamCreate);
     logMessage(3, " Create Stream handle failed!");
