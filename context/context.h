@@ -134,6 +134,11 @@ class Context : public SarvikBaseContext {
   bool isValidRecorder(StreamRecorder* recorder);
   // REQUIRES: m_contextLock held by the caller for the whole operation.
   int32_t guardRecorder(StreamRecorder* recorder);
+  // A device command: the device guard, then `call` with the plug-in's device
+  // object, all under m_contextLock. On a failed guard the result is the
+  // guard's status (null for a pointer result).
+  template <typename Call>
+  auto forwardToDevice(Device* device, bool openCheck, Call call) -> decltype(call(nullptr));
   // -1 with its warning when the caller runs on one of the stream's own threads.
   int32_t refuseOwnStreamThread(VideoStream* stream);
   bool isAnyStreamThread();
