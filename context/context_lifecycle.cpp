@@ -235,6 +235,7 @@ int32_t Context::releaseAll() {
     auto found = m_drivers.find(type);
     if (destroy != nullptr && found != m_drivers.end()) destroy(found->second);
   }
+  // Nothing bound is left behind, so that the context can be initialised again.
   m_drivers.clear();
 
   for (auto& entry : m_tasks) delete entry.second;

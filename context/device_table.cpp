@@ -206,6 +206,8 @@ int32_t Context::openDeviceByFd(uint32_t vendorId, uint32_t productId, uint32_t 
     logMessage(1, "cannot open Device[vid=%0x  pid=%0x], driver not support", vendorId, productId);
     return -1;
   }
+  // A second open of the same identity is not refused here: whether a camera
+  // can be opened twice is the plug-in's affair.
   Device* opened = new Device(driver);
   const int32_t status = opened->open2(vendorId, productId, fd, path);
   if (status != 0) {

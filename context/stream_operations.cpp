@@ -186,6 +186,7 @@ int32_t Context::readFrame(VideoStream* stream, typedefSarvikFrame** frame, uint
 
 int32_t Context::releaseFrame(typedefSarvikFrame* frame) {
   if (!m_initialized.load()) return refuseNotInitialized();
+  // A null record is refused like any other null argument.
   if (frame == nullptr) {
     setLastErrorCode(kErrBadArgument);
     return -4;
