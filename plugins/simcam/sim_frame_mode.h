@@ -14,6 +14,7 @@
 #ifndef SIMCAM_SIM_FRAME_MODE_H
 #define SIMCAM_SIM_FRAME_MODE_H
 
+#include <cstddef>
 #include <cstdint>
 
 #include "sarvik/SarvikTypes.h"

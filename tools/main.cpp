@@ -1,0 +1,31 @@
+// sarvik: a command-line front end to the depth-camera SDK module.
+#include <cstdio>
+
+#include "tools/command_line.h"
+#include "tools/commands.h"
+
+using namespace sarvik::tools;
+
+int main(int argc, char** argv) {
+  CommandLine line;
+  const ParseOutcome outcome = parseCommandLine(argc, argv, &line);
+  if (!outcome.run) {
+    std::fputs(outcome.text.c_str(), outcome.exitCode == 0 ? stdout : stderr);
+    return outcome.exitCode;
+  }
+  // Progress lines of the long-running subcommands must show up as they
+  // happen also when the output goes to a pipe.
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);
+  switch (line.command) {
+    case Command::kDevices: return runDevices(line);
+    case Command::kInfo: return runInfo(line);
+    case Command::kStream: return runStream(line);
+    case Command::kWatch: return runWatch(line);
+    case Command::kRecord: return runRecord(line);
+    case Command::kInspect: return runInspect(line);
+    case Command::kExport: return runExport(line);
+    case Command::kSnapshot: return runSnapshot(line);
+    case Command::kCloud: return runCloud(line);
+  }
+  return 2;
+}
