@@ -5,6 +5,7 @@
 
 #include "logging/error_codes.h"
 #include "logging/last_error.h"
+#include "platform/local_time.h"
 
 namespace sarvik {
 namespace {
@@ -86,10 +87,7 @@ int32_t writeBmpSnapshot(const char* fileName, const typedefSarvikFrame& frame, 
 
   char defaultName[kBmpNameSize];
   if (fileName == nullptr || fileName[0] == '\0') {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);  // the reentrant form: other threads may read the clock too
-    bmpDefaultName(local, defaultName);
+    bmpDefaultName(currentLocalTime(), defaultName);
     fileName = defaultName;
   }
 
