@@ -1,7 +1,8 @@
 // Fixed-size blocks that are kept for reuse instead of going back to the heap,
 // so that code which makes and drops the same small objects over and over
 // (the connections a wait makes to its streams) allocates nothing once warm.
-// Blocks live until the process ends; the pool never shrinks.
+// Free blocks go back to the heap when the module is unloaded or the process
+// ends; the pool never shrinks before.
 #ifndef SARVIK_PLATFORM_RECYCLING_ALLOCATOR_H
 #define SARVIK_PLATFORM_RECYCLING_ALLOCATOR_H
 
@@ -17,12 +18,12 @@ class BlockPool {
   static constexpr size_t kBlockSize = kSize < sizeof(void*) ? sizeof(void*) : kSize;
 
   static void* take() {
+    (void)&s_drain;  // makes sure this pool's drain exists
     {
-      std::lock_guard<std::mutex> guard(mutex());
-      void*& first = head();
-      if (first != nullptr) {
-        void* block = first;
-        first = *static_cast<void**>(block);
+      std::lock_guard<std::mutex> guard(s_lock);
+      if (s_head != nullptr) {
+        void* block = s_head;
+        s_head = *static_cast<void**>(block);
         return block;
       }
     }
@@ -31,22 +32,36 @@ class BlockPool {
 
   static void give(void* block) {
     if (block == nullptr) return;
-    std::lock_guard<std::mutex> guard(mutex());
-    *static_cast<void**>(block) = head();
-    head() = block;
+    std::lock_guard<std::mutex> guard(s_lock);
+    if (s_closed) {
+      ::operator delete(block);
+      return;
+    }
+    *static_cast<void**>(block) = s_head;
+    s_head = block;
   }
 
  private:
-  // Never destroyed: a block may come back from a thread that outlives the
-  // static destructors.
-  static std::mutex& mutex() {
-    static std::mutex* lock = new std::mutex();
-    return *lock;
-  }
-  static void*& head() {
-    static void* first = nullptr;
-    return first;
-  }
+  // Blocks still in use at unload belong to objects that must be gone by then;
+  // one that comes back afterwards goes straight to the heap.
+  struct Drain {
+    ~Drain() {
+      std::lock_guard<std::mutex> guard(s_lock);
+      while (s_head != nullptr) {
+        void* next = *static_cast<void**>(s_head);
+        ::operator delete(s_head);
+        s_head = next;
+      }
+      s_closed = true;
+    }
+  };
+
+  // Constant-initialised and trivially destroyed, so usable from any thread
+  // until the code itself is unloaded.
+  static inline std::mutex s_lock;
+  static inline void* s_head = nullptr;
+  static inline bool s_closed = false;
+  static inline Drain s_drain;
 };
 
 // A standard allocator over BlockPool for node-based containers: single nodes
