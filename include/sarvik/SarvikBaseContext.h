@@ -36,7 +36,8 @@ class SarvikBaseContext {
   virtual int32_t shutdown() = 0;    // 2
   virtual int32_t initLog(const char* path) = 0;  // 3
   virtual int32_t registerDeviceStateCallback(DeviceStateCallback callback, void* user) = 0;  // 4
-  // The table itself, no copy: it is rewritten by every device-state event.
+  // The table itself, no copy: every device-state event rewrites it in place,
+  // so read it from a device-state callback or where no event can arrive.
   virtual int32_t getDeviceList(typedefSarvikDeviceInfo** list, uint32_t* count) = 0;  // 5
   virtual int32_t getVideoNodeList(typedefSarvikVideoNodeInfo** list, uint32_t* count) = 0;  // 6
   virtual typedefSarvikDeviceInfo* findDeviceByUri(const char* uri) = 0;  // 7
