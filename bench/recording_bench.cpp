@@ -4,6 +4,7 @@
 // recorder is saturated, so elapsed time over frames written is the time one
 // frame spends in the recorder's write path.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
@@ -70,14 +71,22 @@ Rate recordFlatOut(BenchModule& module, const std::string& path, double seconds)
   return {bytes / elapsed, frames / elapsed, elapsed * 1e6 / frames};
 }
 
+// The frames come from a pool of a few buffers per stream, so the baseline
+// writes from as many distinct buffers: a single buffer would stay in the
+// cache, which no camera frame does.
+constexpr int kBuffersPerStream = 5;
+
 Rate plainFwrite(const std::string& path, double seconds) {
-  std::vector<char> depth(kDepthBytes, 1), colour(kColourBytes, 2), tag(kTagBytes, 3);
+  std::vector<std::vector<char>> depth(kBuffersPerStream, std::vector<char>(kDepthBytes, 1));
+  std::vector<std::vector<char>> colour(kBuffersPerStream, std::vector<char>(kColourBytes, 2));
+  std::vector<char> tag(kTagBytes, 3);
   FILE* file = std::fopen(path.c_str(), "wb");
   uint64_t bytes = 0, frames = 0;
   const auto start = Clock::now();
   double elapsed = 0;
   while (elapsed < seconds) {
-    const std::vector<char>& data = (frames % 2 == 0) ? depth : colour;
+    const size_t pick = (frames / 2) % kBuffersPerStream;
+    const std::vector<char>& data = (frames % 2 == 0) ? depth[pick] : colour[pick];
     bytes += std::fwrite(tag.data(), 1, tag.size(), file);
     bytes += std::fwrite(data.data(), 1, data.size(), file);
     ++frames;
@@ -99,8 +108,13 @@ int main(int argc, char** argv) {
   const std::string recordPath = folder + "/sarvik-bench-record.rec";
   const std::string plainPath = folder + "/sarvik-bench-plain.bin";
 
-  const Rate plain = plainFwrite(plainPath, seconds);
+  // Each phase starts with no dirty pages of the other: the kernel throttles
+  // writers while it writes back, which would favour whichever runs first.
+  sync();
   const Rate recorded = recordFlatOut(module, recordPath, seconds);
+  std::remove(recordPath.c_str());
+  sync();
+  const Rate plain = plainFwrite(plainPath, seconds);
   std::remove(recordPath.c_str());
   std::remove(plainPath.c_str());
 
