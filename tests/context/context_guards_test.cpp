@@ -83,6 +83,7 @@ TEST_F(Guards, EveryGuardedOperationRefusesBeforeInitialize) {
   EXPECT_EQ(nullptr, device);
   EXPECT_EQ(nullptr, recorder);
   EXPECT_TRUE(uvc().calls().empty()) << "no plug-in is loaded before initialize";
+  EXPECT_EQ(0, ctx()->initialize()) << "a refused shutdown must not block a later start";
 }
 
 TEST_F(Guards, OperationsWithoutAnInitialisedGuardAnswerBeforeInitialize) {

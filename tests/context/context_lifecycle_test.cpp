@@ -76,12 +76,6 @@ class StubContext : public SarvikBaseContext {
   bool* m_deleted;
 };
 
-TEST_F(Lifecycle, FactoryGivesTheSameContextEveryTime) {
-  load();
-  EXPECT_EQ(ctx(), factory()());
-  EXPECT_EQ(ctx(), factory()());
-}
-
 TEST_F(Lifecycle, DeleteContextIgnoresNullAndDeletesAForeignPointerOnly) {
   load();
   deleter()(nullptr);
@@ -205,16 +199,6 @@ TEST_F(Lifecycle, AFailingDeviceListEndsInitializeWithMinusOne) {
   EXPECT_EQ(1u, deviceCount());
 }
 
-TEST_F(Lifecycle, APluginReportingNoDevicesAddsAnEmptyPart) {
-  start({}, deviceRecords("net://", 2, SARVIK_CONNECTION_NET));
-  typedefSarvikDeviceInfo* list = nullptr;
-  uint32_t count = 0;
-  ASSERT_EQ(0, ctx()->getDeviceList(&list, &count));
-  ASSERT_EQ(2u, count);
-  EXPECT_STREQ("net://0", list[0].uri);
-  EXPECT_STREQ("net://1", list[1].uri);
-}
-
 TEST_F(Lifecycle, CountsAboveTheRoomAreClampedToTheTable) {
   load();
   uvc().setDevices(deviceRecords("usb://", 40, SARVIK_CONNECTION_USB));
@@ -313,14 +297,6 @@ TEST_F(Lifecycle, ShutdownEndsStreamsThenDevicesThenPluginsThenTasks) {
   }
   ASSERT_GE(streamRelease, 0);
   EXPECT_LT(streamRelease, deviceRelease);
-}
-
-TEST_F(Lifecycle, ShutdownBeforeInitializeIsRefused) {
-  load();
-  EXPECT_EQ(-2, ctx()->shutdown());
-  EXPECT_TRUE(logged(3, "not Initialized! "));
-  EXPECT_EQ(kErrNotInitialized, lastError());
-  EXPECT_EQ(0, ctx()->initialize()) << "a refused shutdown must not block a later start";
 }
 
 TEST_F(Lifecycle, AContextStartsAgainAfterShutdown) {

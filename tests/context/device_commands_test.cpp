@@ -166,12 +166,5 @@ TEST_F(DeviceCommands, CommandsOnADeviceBeingClosedAnswerAsNotOpen) {
   EXPECT_TRUE(calls.empty()) << calls.front();
 }
 
-TEST_F(DeviceCommands, AStaleHandleGivesNoFrameModeAndTheDeviceCode) {
-  ASSERT_EQ(0, ctx()->closeDevice(m_device));
-  clearLastError();
-  EXPECT_EQ(nullptr, ctx()->getCurrentFrameMode(m_device, SARVIK_STREAM_DEPTH));
-  EXPECT_EQ(kErrInvalidDevice, lastError());
-}
-
 }  // namespace
 }  // namespace sarvik_test

@@ -51,17 +51,6 @@ TEST_F(DeviceTable, VideoNodesComeFromTheUvcPluginAlone) {
   EXPECT_EQ(-4, ctx()->getVideoNodeList(&nodes, nullptr));
 }
 
-TEST_F(DeviceTable, WithoutAUvcPluginThereAreNoVideoNodes) {
-  load({PluginKind::kNone, PluginKind::kFake});
-  ASSERT_EQ(0, ctx()->initialize());
-  typedefSarvikVideoNodeInfo* nodes = reinterpret_cast<typedefSarvikVideoNodeInfo*>(uintptr_t{0x10});
-  uint32_t count = 5;
-  EXPECT_EQ(0, ctx()->getVideoNodeList(&nodes, &count));
-  EXPECT_EQ(nullptr, nodes);
-  EXPECT_EQ(0u, count);
-  EXPECT_FALSE(has(net().calls(), "getVideoNodeList"));
-}
-
 TEST_F(DeviceTable, FindDeviceByUriTellsNullMissingAndFoundApart) {
   start(deviceRecords("usb://", 2, SARVIK_CONNECTION_USB));
   ctx()->setLastError(0x1234);

@@ -20,13 +20,6 @@ class DeviceTasks : public ContextTest {
   sarvik::Device* m_b = nullptr;
 };
 
-TEST_F(DeviceTasks, ControlAndNotifyWithoutATaskDoNothing) {
-  startTwoDevices();
-  EXPECT_EQ(0, ctx()->deviceTaskControl(1, 2, 3, 4));
-  EXPECT_EQ(0, ctx()->deviceTaskNotify(1, 2, 3, 4));
-  EXPECT_TRUE(uvc().calls().empty());
-}
-
 TEST_F(DeviceTasks, ATaskIsMadeOnceAndStartedOnEveryCall) {
   startTwoDevices();
   ASSERT_EQ(0, ctx()->startDeviceTask(m_a, 1, 2));
@@ -39,13 +32,6 @@ TEST_F(DeviceTasks, ATaskIsMadeOnceAndStartedOnEveryCall) {
   // A failed start leaves the task active.
   EXPECT_EQ(0, ctx()->deviceTaskControl(5, 6, 7, 8));
   EXPECT_TRUE(has(uvc().calls(), "task.control(usb://0,5,6,7,8)"));
-}
-
-TEST_F(DeviceTasks, NotifyPutsTheWideWordFirst) {
-  startTwoDevices();
-  ASSERT_EQ(0, ctx()->startDeviceTask(m_a, 0, 0));
-  EXPECT_EQ(0, ctx()->deviceTaskNotify(1, 2, 3, 4));
-  EXPECT_TRUE(has(uvc().calls(), "task.notify(usb://0,3,1,2,4)"));
 }
 
 TEST_F(DeviceTasks, TheLatestStartMakesItsTaskTheActiveOne) {
@@ -144,15 +130,6 @@ TEST_F(DeviceTasks, UvcSettingsWithoutAUvcPluginAreRefusedQuietly) {
   ASSERT_EQ(0, net().raiseEvent("net://0", "SN", "x", 0));
   EXPECT_TRUE(logged(1, "get device list"));
   EXPECT_EQ(1u, loggedCount(1, "get device list"));
-}
-
-TEST_F(DeviceTasks, ShutdownDeletesTasksAfterTheirPlugin) {
-  startTwoDevices();
-  ASSERT_EQ(0, ctx()->startDeviceTask(m_a, 0, 0));
-  ASSERT_EQ(0, ctx()->shutdown());
-  const auto calls = uvc().calls();
-  EXPECT_LT(indexOf(calls, "driverDestroy"), indexOf(calls, "~task(usb://0)"));
-  EXPECT_EQ(0, uvc().liveTasks());
 }
 
 }  // namespace

@@ -2,8 +2,7 @@
 // run in the process.
 #include <gtest/gtest.h>
 
-#include <condition_variable>
-#include <mutex>
+#include <atomic>
 #include <thread>
 #include <vector>
 
@@ -23,25 +22,16 @@ TEST(ColourBarFirstUse, RacingFirstConversionsAllSeeTheCompleteBar) {
 
   std::vector<std::vector<typedefSarvikPoint3D>> points(kThreads, std::vector<typedefSarvikPoint3D>(depth.size()));
   std::vector<std::vector<typedefSarvikRGBA>> colours(kThreads, std::vector<typedefSarvikRGBA>(depth.size()));
-  std::mutex mutex;
-  std::condition_variable go;
-  bool started = false;
+  std::atomic<bool> started{false};
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&, t] {
-      {
-        std::unique_lock<std::mutex> lock(mutex);
-        go.wait(lock, [&] { return started; });
-      }
+      while (!started) std::this_thread::yield();
       sarvik::convertDepthToColouredCloud(depth.data(), kWidth, kHeight, 1000.0f, 0, 0, 0, 0, points[t].data(),
                                           colours[t].data(), 3);
     });
   }
-  {
-    std::lock_guard<std::mutex> lock(mutex);
-    started = true;
-  }
-  go.notify_all();
+  started = true;
   for (std::thread& thread : threads) thread.join();
 
   std::vector<typedefSarvikPoint3D> expectedPoints(depth.size());

@@ -37,8 +37,9 @@ class IniStore : public ::testing::Test {
   std::string m_file = m_folder.file("settings.ini");
 };
 
-TEST_F(IniStore, ValuesAreReadUpToTheLineEndWithQuotesAndOneCarriageReturnRemoved) {
-  given("[Log]\r\nA=\"2\"\r\nB=\r\nC=3 ; verbose\r\nD=\"open\nE=close\"\nF=x\ry\rz\nG= spaced \n;H=5\nXI=6");
+TEST_F(IniStore, ValuesAreReadUpToTheLineEndOr254CharactersWithQuotesAndOneCarriageReturnRemoved) {
+  given("[Log]\r\nL=" + std::string(300, '7') + "\r\nA=\"2\"\r\nB=\r\nC=3 ; verbose\r\nD=\"open\nE=close\"\nF=x\ry\rz\nG= spaced \n;H=5\nXI=6");
+  EXPECT_EQ(read("L"), std::string(254, '7'));
   EXPECT_EQ(read("A"), "2");
   EXPECT_EQ(read("B"), "");
   EXPECT_EQ(read("C"), "3 ; verbose");
@@ -69,11 +70,6 @@ TEST_F(IniStore, ReadingFailsWithoutFileOrBufferAndCreatesNothing) {
   EXPECT_FALSE(fileExists(m_file));
 }
 
-TEST_F(IniStore, ALongValueIsCutTo254Characters) {
-  given("[Log]\r\nA=" + std::string(300, '7') + "\r\n");
-  EXPECT_EQ(read("A"), std::string(254, '7'));
-}
-
 TEST_F(IniStore, WritingIntoNoFileGivesHeaderAndKeyWithoutAFinalLineEnd) {
   EXPECT_EQ(write("LogConsole", "1"), 0);
   EXPECT_EQ(text(), "[Log]\r\nLogConsole=1");
@@ -82,39 +78,31 @@ TEST_F(IniStore, WritingIntoNoFileGivesHeaderAndKeyWithoutAFinalLineEnd) {
   EXPECT_EQ(text(), "[Log]\r\nLogFile=0\r\nLogLevel=3\r\nLogConsole=1\r\n");
 }
 
-TEST_F(IniStore, RewritingAKeyReplacesOnlyItsLineInPlace) {
-  given("; head\r\n[Log]\r\nA=1\r\nLevel=\"old\" ; note\r\nZ=9\r\n[Next]\r\nLevel=5\r\n");
-  EXPECT_EQ(write("Level", "2"), 0);
-  EXPECT_EQ(text(), "; head\r\n[Log]\r\nA=1\r\nLevel=2\r\nZ=9\r\n[Next]\r\nLevel=5\r\n");
-}
-
-TEST_F(IniStore, ANewKeyGoesFirstInItsSectionAndAMissingSectionAtTheEnd) {
-  given("[Other]\r\nA=1\r\n[Log]\r\nB=2\r\n");
-  EXPECT_EQ(write("C", "3"), 0);
-  EXPECT_EQ(text(), "[Other]\r\nA=1\r\n[Log]\r\nC=3\r\nB=2\r\n");
-  EXPECT_EQ(write("D", "4", "New"), 0);
-  EXPECT_EQ(text(), "[Other]\r\nA=1\r\n[Log]\r\nC=3\r\nB=2\r\n[New]\r\nD=4");
-}
-
-TEST_F(IniStore, AKeyOfALaterSectionIsAddedToTheNamedOne) {
-  given("[Log]\nA=1\n[Other]\nB=2\n");
-  EXPECT_EQ(write("B", "7"), 0);
-  EXPECT_EQ(text(), "[Log]\r\nB=7\nA=1\n[Other]\nB=2\r\n");
-}
-
-TEST_F(IniStore, InALineFeedFileOnlyTheWrittenLinesGainCarriageReturns) {
-  given("[Log]\nA=1\nB=2\nC=3\n\n\n\n");
-  EXPECT_EQ(read("B"), "2");
-  EXPECT_EQ(write("B", "5"), 0);
-  EXPECT_EQ(text(), "[Log]\nA=1\nB=5\r\nC=3\r\n");
-  EXPECT_EQ(write("N", "0"), 0);
-  EXPECT_EQ(text(), "[Log]\r\nN=0\nA=1\nB=5\r\nC=3\r\n");
-}
-
-TEST_F(IniStore, SeveralEmptyLinesAtTheEndShrinkToOneLineEnd) {
-  given("[Log]\r\nA=1\r\n\r\n\n\r\n");
-  EXPECT_EQ(write("A", "2"), 0);
-  EXPECT_EQ(text(), "[Log]\r\nA=2\r\n");
+// Existing lines keep their own line ends; only the lines a write touches
+// and the file's end are normalised to CR LF.
+TEST_F(IniStore, WritesReplaceInPlaceOrInsertFirstInTheSection) {
+  const struct {
+    const char* before;
+    const char* section;
+    const char* key;
+    const char* value;
+    const char* after;
+  } cases[] = {
+      {"; head\r\n[Log]\r\nA=1\r\nLevel=\"old\" ; note\r\nZ=9\r\n[Next]\r\nLevel=5\r\n", "Log", "Level", "2",
+       "; head\r\n[Log]\r\nA=1\r\nLevel=2\r\nZ=9\r\n[Next]\r\nLevel=5\r\n"},
+      {"[Other]\r\nA=1\r\n[Log]\r\nB=2\r\n", "Log", "C", "3", "[Other]\r\nA=1\r\n[Log]\r\nC=3\r\nB=2\r\n"},
+      {"[Other]\r\nA=1\r\n", "New", "D", "4", "[Other]\r\nA=1\r\n[New]\r\nD=4"},
+      {"[Log]\nA=1\n[Other]\nB=2\n", "Log", "B", "7", "[Log]\r\nB=7\nA=1\n[Other]\nB=2\r\n"},
+      {"[Log]\nA=1\nB=2\nC=3\n\n\n\n", "Log", "B", "5", "[Log]\nA=1\nB=5\r\nC=3\r\n"},
+      {"[Log]\nA=1\nB=5\r\nC=3\r\n", "Log", "N", "0", "[Log]\r\nN=0\nA=1\nB=5\r\nC=3\r\n"},
+      {"[Log]\r\nA=1\r\n\r\n\n\r\n", "Log", "A", "2", "[Log]\r\nA=2\r\n"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.before);
+    given(c.before);
+    EXPECT_EQ(write(c.key, c.value, c.section), 0);
+    EXPECT_EQ(text(), c.after);
+  }
 }
 
 TEST_F(IniStore, AnUnwritablePlaceGivesMinusOne) {

@@ -3,8 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <condition_variable>
-#include <mutex>
+#include <atomic>
 #include <set>
 #include <thread>
 #include <vector>
@@ -93,39 +92,26 @@ TEST_F(LastErrorStore, AThreadKeepsItsCellAndOtherThreadsLeaveItAlone) {
 
 TEST_F(LastErrorStore, ThreadsAskingAtOnceGetDistinctCells) {
   constexpr size_t kThreads = 40;
-  std::mutex lock;
-  std::condition_variable changed;
-  bool go = false;
-  size_t written = 0;
+  std::atomic<bool> go{false};
+  std::atomic<size_t> written{0};
   std::vector<uint32_t*> cells(kThreads, nullptr);
   std::vector<int> intact(kThreads, 0);  // not vector<bool>: its bits share words
 
   std::vector<std::thread> threads;
   for (size_t i = 0; i < kThreads; ++i) {
     threads.emplace_back([&, i] {
-      {
-        std::unique_lock<std::mutex> guard(lock);
-        changed.wait(guard, [&] { return go; });
-      }
-      uint32_t code = 0x80300000u + static_cast<uint32_t>(i);
+      while (!go) std::this_thread::yield();
+      const uint32_t code = 0x80300000u + static_cast<uint32_t>(i);
       setLastErrorCode(code);
-      {
-        // Hold every thread until all have written, so that no cell is
-        // checked before a colliding writer could have struck.
-        std::unique_lock<std::mutex> guard(lock);
-        ++written;
-        changed.notify_all();
-        changed.wait(guard, [&] { return written == kThreads; });
-      }
+      // Hold every thread until all have written, so that no cell is
+      // checked before a colliding writer could have struck.
+      ++written;
+      while (written < kThreads) std::this_thread::yield();
       cells[i] = lastErrorCell();
       intact[i] = *cells[i] == code ? 1 : 0;
     });
   }
-  {
-    std::lock_guard<std::mutex> guard(lock);
-    go = true;
-  }
-  changed.notify_all();
+  go = true;
   for (std::thread& t : threads) t.join();
 
   EXPECT_EQ(std::set<uint32_t*>(cells.begin(), cells.end()).size(), kThreads);

@@ -1,8 +1,6 @@
 // The shipped log plug-in, driven through its C exports as the module would.
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cctype>
 #include <sstream>
@@ -125,20 +123,14 @@ TEST_F(LogDriver, BadLevelsAndUnusablePathsAreRefusedAndChangeNothing) {
 
 TEST_F(LogDriver, FileOutputIsOffAndConsoleOutputOnByDefault) {
   ASSERT_EQ(setFilePath(m_logFile.c_str()), 0);
-  const std::string captured = m_folder.file("stderr.txt");
-  int saved = dup(STDERR_FILENO);
-  int target = open(captured.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  ASSERT_GE(target, 0);
-  dup2(target, STDERR_FILENO);
+  ::testing::internal::CaptureStderr();
   simplify("Tag", 3, "to the console");
   consoleWriter(false);
   simplify("Tag", 3, "to nowhere");
-  dup2(saved, STDERR_FILENO);
-  close(target);
-  close(saved);
+  const std::string console = ::testing::internal::GetCapturedStderr();
 
   EXPECT_EQ(readFile(m_logFile), "");
-  std::vector<std::string> lines = linesOf(readFile(captured));
+  std::vector<std::string> lines = linesOf(console);
   ASSERT_EQ(lines.size(), 1u);
   EXPECT_NE(lines[0].find("ERROR: to the console"), std::string::npos);
 }

@@ -82,43 +82,31 @@ TEST_F(LogSettings, TheFirstSetUpInAFolderWritesAndAppliesTheDefaults) {
   EXPECT_EQ(settingsText(), kDefaultsText) << "a second set-up changes nothing";
 }
 
-TEST_F(LogSettings, MissingKeysAreAddedAboveThePresentOne) {
-  given("[Log]\r\nLogLevel=1\r\n");
-  EXPECT_EQ(setUp(), applied(0, 1, 1));
-  EXPECT_EQ(settingsText(), "[Log]\r\nLogFile=0\r\nLogConsole=1\r\nLogLevel=1\r\n");
-}
-
-TEST_F(LogSettings, OutOfRangeLevelsApplyAsThreeAndStayInTheFile) {
-  for (const char* level : {"9", "-1", "5"}) {
-    const std::string text = std::string("[Log]\r\nLogFile=0\r\nLogLevel=") + level + "\r\nLogConsole=1\r\n";
-    given(text);
-    EXPECT_EQ(setUp(), applied(0, 1, 3)) << level;
-    EXPECT_EQ(settingsText(), text);
-  }
-}
-
-TEST_F(LogSettings, ValuesAreReadAsLeadingIntegers) {
-  struct Case {
-    const char* file;
+// Present values are never rewritten, even when out of range; missing keys
+// are added with their defaults.
+TEST_F(LogSettings, PresentValuesApplyAsLeadingIntegersAndMissingOnesAreAdded) {
+  const std::string other = "[Other]\r\nLogLevel=1\r\n";
+  const struct {
+    std::string file;
     std::vector<std::string> expected;
+    std::string after;  // empty: unchanged
+  } cases[] = {
+      {"[Log]\r\nLogLevel=1\r\n", applied(0, 1, 1), "[Log]\r\nLogFile=0\r\nLogConsole=1\r\nLogLevel=1\r\n"},
+      {other, applied(0, 1, 3), other + kDefaultsText},
+      {"[Log]\r\nLogFile=0\r\nLogLevel=9\r\nLogConsole=1\r\n", applied(0, 1, 3), ""},
+      {"[Log]\r\nLogFile=0\r\nLogLevel=-1\r\nLogConsole=1\r\n", applied(0, 1, 3), ""},
+      {"[Log]\r\nLogFile=0\r\nLogLevel=5\r\nLogConsole=1\r\n", applied(0, 1, 3), ""},
+      {"[Log]\r\nLogFile=1\r\nLogLevel=4\r\nLogConsole=2\r\n", applied(1, 1, 4), ""},
+      {"[Log]\r\nLogFile=-1\r\nLogLevel=0\r\nLogConsole=-1\r\n", applied(0, 0, 0), ""},
+      {"[Log]\r\nLogFile=\r\nLogLevel=\"2\"\r\nLogConsole=0\r\n", applied(0, 0, 2), ""},
+      {"[Log]\nLogFile=1 ; on\nLogLevel=1 ; verbose\nLogConsole=x\n", applied(1, 0, 1), ""},
   };
-  const std::vector<Case> cases = {
-      {"[Log]\r\nLogFile=1\r\nLogLevel=4\r\nLogConsole=2\r\n", applied(1, 1, 4)},
-      {"[Log]\r\nLogFile=-1\r\nLogLevel=0\r\nLogConsole=-1\r\n", applied(0, 0, 0)},
-      {"[Log]\r\nLogFile=\r\nLogLevel=\"2\"\r\nLogConsole=0\r\n", applied(0, 0, 2)},
-      {"[Log]\nLogFile=1 ; on\nLogLevel=1 ; verbose\nLogConsole=x\n", applied(1, 0, 1)},
-  };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.file);
     given(c.file);
-    EXPECT_EQ(setUp(), c.expected) << c.file;
-    EXPECT_EQ(settingsText(), c.file) << "present values are never rewritten";
+    EXPECT_EQ(setUp(), c.expected);
+    EXPECT_EQ(settingsText(), c.after.empty() ? c.file : c.after);
   }
-}
-
-TEST_F(LogSettings, ASettingsFileWithoutTheSectionGetsItAppended) {
-  given("[Other]\r\nLogLevel=1\r\n");
-  EXPECT_EQ(setUp(), applied(0, 1, 3));
-  EXPECT_EQ(settingsText(), std::string("[Other]\r\nLogLevel=1\r\n") + kDefaultsText);
 }
 
 TEST_F(LogSettings, AnUnwritableFolderAppliesTheDefaultsSilently) {

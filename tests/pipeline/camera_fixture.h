@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -47,12 +48,7 @@ class CameraTest : public ::testing::Test {
 
   // Deletes one of the fixture's streams now.
   void destroy(sarvik::VideoStream* stream) {
-    for (auto it = m_streams.begin(); it != m_streams.end(); ++it) {
-      if (it->get() == stream) {
-        m_streams.erase(it);
-        return;
-      }
-    }
+    m_streams.erase(std::find_if(m_streams.begin(), m_streams.end(), [&](const auto& s) { return s.get() == stream; }));
   }
 
   FakeDevice& camera() { return m_driver.device(); }

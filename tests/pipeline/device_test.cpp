@@ -11,12 +11,15 @@ namespace {
 using sarvik_test::CameraTest;
 using sarvik_test::FakeDriver;
 
-TEST_F(CameraTest, SecondCloseOnlyLogs) {
+TEST_F(CameraTest, SecondCloseOnlyLogsAndAClosedDeviceMakesNoStream) {
   m_device->close();
   m_device->close();
   EXPECT_EQ(calls().count("closeDevice"), 1u);
   EXPECT_EQ(m_log.count(1, "Device not open"), 1u);
   EXPECT_EQ(m_device->m_device.load(), nullptr);
+  setLastErrorCode(0);
+  EXPECT_EQ(m_device->createStream(SARVIK_STREAM_DEPTH), nullptr);
+  EXPECT_EQ(*lastErrorCell(), kErrInvalidDevice);
 }
 
 TEST_F(CameraTest, OpenByDescriptorTakesTheIdFromThePlugin) {
@@ -64,13 +67,6 @@ TEST_F(CameraTest, DisconnectedDeviceMakesNoStreamNorSensor) {
 
   camera().connectionState.store(2);  // only 1 counts as gone here
   EXPECT_NE(makeStream(SARVIK_STREAM_IR), nullptr);
-}
-
-TEST_F(CameraTest, ClosedDeviceMakesNoStream) {
-  m_device->close();
-  setLastErrorCode(0);
-  EXPECT_EQ(m_device->createStream(SARVIK_STREAM_DEPTH), nullptr);
-  EXPECT_EQ(*lastErrorCell(), kErrInvalidDevice);
 }
 
 TEST_F(CameraTest, TypeBeyondTheSensorTableIsRefusedWithNothingTouched) {

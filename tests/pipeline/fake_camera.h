@@ -7,6 +7,7 @@
 #ifndef SARVIK_TESTS_PIPELINE_FAKE_CAMERA_H
 #define SARVIK_TESTS_PIPELINE_FAKE_CAMERA_H
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <map>
@@ -33,9 +34,7 @@ class CallLog {
   }
   size_t count(const std::string& call) const {
     std::lock_guard<std::mutex> guard(m_lock);
-    size_t n = 0;
-    for (const std::string& c : m_calls) n += c == call ? 1 : 0;
-    return n;
+    return static_cast<size_t>(std::count(m_calls.begin(), m_calls.end(), call));
   }
   void clear() {
     std::lock_guard<std::mutex> guard(m_lock);
@@ -168,9 +167,7 @@ class FakeDevice final : public sarvik::DeviceInterfaceBase {
   uint32_t getConnectionState() override { return connectionState.load(); }
   bool isStreamReady() override { return true; }
   int32_t depthToPointCloud(const uint16_t*, uint32_t, uint32_t, float, float, float, float, float,
-                            typedefSarvikPoint3D*, uint32_t, bool) override {
-    return 0;
-  }
+                            typedefSarvikPoint3D*, uint32_t, bool) override { return 0; }
   int32_t getFrameModeList(uint32_t, uint64_t, uint64_t) override { return 0; }
   int32_t setFrameMode(uint32_t sensorType, const typedefSarvikFrameMode* mode, bool restart) override {
     m_log->add("setFrameMode(" + std::to_string(sensorType) + ",restart=" + std::to_string(restart) +
@@ -208,25 +205,13 @@ class FakeDriver final : public sarvik::DriverInterfaceBase {
  public:
   int32_t initialize() override { return 0; }
   int32_t setDeviceStateCallback(DriverStateCallback, void*) override { return 0; }
-  int32_t getDeviceList(typedefSarvikDeviceInfo*, uint32_t* count) override {
-    *count = 0;
-    return 0;
-  }
-  int32_t getVideoNodeList(typedefSarvikVideoNodeInfo*, uint32_t* count) override {
-    *count = 0;
-    return 0;
-  }
+  int32_t getDeviceList(typedefSarvikDeviceInfo*, uint32_t* count) override { return *count = 0; }
+  int32_t getVideoNodeList(typedefSarvikVideoNodeInfo*, uint32_t* count) override { return *count = 0; }
   int32_t openDevice(const char* uri, sarvik::DeviceInterfaceBase** device) override {
-    log.add(std::string("openDevice(") + uri + ")");
-    if (openStatus != 0) return openStatus;
-    *device = &m_device;
-    return 0;
+    return open(std::string("openDevice(") + uri + ")", device);
   }
   int32_t openDeviceByFd(uint32_t, uint32_t, uint32_t fd, const char*, sarvik::DeviceInterfaceBase** device) override {
-    log.add("openDeviceByFd(" + std::to_string(fd) + ")");
-    if (openStatus != 0) return openStatus;
-    *device = &m_device;
-    return 0;
+    return open("openDeviceByFd(" + std::to_string(fd) + ")", device);
   }
   int32_t closeDevice(sarvik::DeviceInterfaceBase** device) override {
     log.add(*device == &m_device ? "closeDevice" : "closeDevice(foreign)");
@@ -242,6 +227,12 @@ class FakeDriver final : public sarvik::DriverInterfaceBase {
   int32_t openStatus = 0;
 
  private:
+  int32_t open(const std::string& call, sarvik::DeviceInterfaceBase** device) {
+    log.add(call);
+    if (openStatus == 0) *device = &m_device;
+    return openStatus;
+  }
+
   FakeDevice m_device{&log};
 };
 

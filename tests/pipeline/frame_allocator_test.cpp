@@ -39,42 +39,41 @@ class FrameAllocatorTest : public ::testing::Test {
   FrameAllocator m_pool;
 };
 
-TEST_F(FrameAllocatorTest, FramesReleasedAtOnceSettleAtThreeAndTheOldestIsReusedFirst) {
-  std::vector<SarvikFrameRef*> seen;
-  for (int i = 0; i < 3; ++i) seen.push_back(m_pool.allocate().get());
-  EXPECT_EQ(poolState(m_pool).created, 3u);
-  EXPECT_EQ(m_pool.allocate().get(), seen[0]);
-  for (int i = 0; i < 30; ++i) m_pool.allocate();
-  EXPECT_EQ(poolState(m_pool).created, 3u);
+// Frames released at once settle at three, one held at a time (the queue of
+// depth 1) at four; either way the oldest free frame is handed out next.
+TEST_F(FrameAllocatorTest, PoolSettlesAtThreePlusTheFramesHeld) {
+  for (uint32_t heldAtOnce : {0u, 1u}) {
+    SCOPED_TRACE(heldAtOnce);
+    FrameAllocator pool;
+    pool.setBufferSize(16);
+    FrameRefPtr held;
+    SarvikFrameRef* first = nullptr;
+    for (uint32_t i = 0; i < 34; ++i) {
+      FrameRefPtr frame = pool.allocate();
+      if (i == 0) first = frame.get();
+      if (i == 3 + heldAtOnce) {
+        EXPECT_EQ(frame.get(), first);
+      }
+      if (heldAtOnce != 0) held = std::move(frame);
+    }
+    EXPECT_EQ(poolState(pool).created, 3u + heldAtOnce);
+  }
 }
 
-TEST_F(FrameAllocatorTest, OneFrameHeldAtATimeSettlesAtFour) {
-  FrameRefPtr held = m_pool.allocate();
-  SarvikFrameRef* first = held.get();
-  for (int i = 0; i < 3; ++i) held = m_pool.allocate();  // the queue of depth 1
-  EXPECT_EQ(poolState(m_pool).created, 4u);
-  held = m_pool.allocate();
-  EXPECT_EQ(held.get(), first);
-  for (int i = 0; i < 30; ++i) held = m_pool.allocate();
-  EXPECT_EQ(poolState(m_pool).created, 4u);
-}
-
-TEST_F(FrameAllocatorTest, TenHeldFramesExhaustThePoolUntilTheyComeBack) {
+// Ten held frames exhaust the pool, and free frames are reused only once
+// three lie free.
+TEST_F(FrameAllocatorTest, TenHeldFramesExhaustThePoolUntilThreeComeBack) {
   std::vector<FrameRefPtr> held = hold(10);
   EXPECT_FALSE(m_pool.allocate());
   EXPECT_EQ(m_log.count(3, "no available Frame!!!"), 1u);
-  held.clear();
-  EXPECT_TRUE(m_pool.allocate());
-  EXPECT_EQ(poolState(m_pool).created, 10u);
-}
-
-TEST_F(FrameAllocatorTest, FreeFramesAreReusedOnlyWhenThreeLieFree) {
-  std::vector<FrameRefPtr> held = hold(10);
   held[0].reset();
   held[1].reset();
   EXPECT_FALSE(m_pool.allocate()) << "8 held, 2 free";
   held[2].reset();
   EXPECT_TRUE(m_pool.allocate()) << "7 held, 3 free";
+  held.clear();
+  EXPECT_TRUE(m_pool.allocate());
+  EXPECT_EQ(poolState(m_pool).created, 10u);
 }
 
 TEST_F(FrameAllocatorTest, UnchangedBufferSizeKeepsThePool) {

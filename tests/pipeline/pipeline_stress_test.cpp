@@ -18,9 +18,8 @@ namespace {
 using sarvik_test::allFramesHome;
 using sarvik_test::poolState;
 
-// Every frame ends either deleted (the sanitizers see a leak or a double
-// delete) or back on the free list unflagged; the pool's own lists never
-// hold a frame whose last release is still in flight.
+// Every frame ends deleted (else the sanitizers object) or back on the free
+// list unflagged, never mid-release on the pool's own lists.
 TEST(PoolStress, ClearingRacesLastReleases) {
   unbindLogDriver();
   FrameAllocator pool;
@@ -51,13 +50,6 @@ class DeliveryStress : public sarvik_test::CameraTest {
   bool bindLog() const override { return false; }
 };
 
-struct Counter {
-  static void onFrame(VideoStream*, typedefSarvikFrame* frame, void* user) {
-    static_cast<std::atomic<int>*>(user)->fetch_add(1);
-    SarvikFrameRef::fromRecord(frame)->release();
-  }
-};
-
 // Each thread owns its streams, as the application must; the camera thread
 // and late frames after the camera's stop run against all of them.
 TEST_F(DeliveryStress, DeliveryRacesStreamsStartingAndStopping) {
@@ -73,10 +65,14 @@ TEST_F(DeliveryStress, DeliveryRacesStreamsStartingAndStopping) {
   std::vector<VideoStream*> streams;
   for (int i = 0; i < kThreads; ++i) streams.push_back(makeStream(kDepth));
   std::atomic<int> callbacks{0};
+  auto onFrame = [](VideoStream*, typedefSarvikFrame* frame, void* user) {
+    static_cast<std::atomic<int>*>(user)->fetch_add(1);
+    SarvikFrameRef::fromRecord(frame)->release();
+  };
   auto run = [&](int index) {
     VideoStream* stream = streams[index];
     for (int round = 0; round < kRounds; ++round) {
-      if (index == 0 && round % 2 == 0) stream->setFrameCallback(&Counter::onFrame, &callbacks);
+      if (index == 0 && round % 2 == 0) stream->setFrameCallback(onFrame, &callbacks);
       ASSERT_EQ(stream->start(), 0);
       FrameRefPtr frames[3];
       for (FrameRefPtr& frame : frames) {

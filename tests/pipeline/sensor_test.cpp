@@ -38,7 +38,7 @@ TEST_F(CameraTest, FirstStartCallsThePluginInTheBindingOrder) {
   EXPECT_EQ(m_device->m_sensorStarted[kDepth], 0);
 }
 
-TEST_F(CameraTest, SecondStreamJoinsWithoutPluginCallsAndGetsTheNextFrame) {
+TEST_F(CameraTest, SecondStreamJoinsWithoutPluginCallsAndThePluginRunsUntilTheLastStops) {
   VideoStream* a = makeStream(kDepth);
   VideoStream* b = makeStream(kDepth);
   ASSERT_EQ(a->start(), 0);
@@ -52,13 +52,8 @@ TEST_F(CameraTest, SecondStreamJoinsWithoutPluginCallsAndGetsTheNextFrame) {
   cameraStream(kDepth).deliver(2);
   EXPECT_EQ(takeStamp(a), 2u);
   EXPECT_EQ(takeStamp(b), 2u);
-}
 
-TEST_F(CameraTest, PluginRunsUntilTheLastStreamStops) {
-  VideoStream* a = makeStream(kDepth);
-  VideoStream* b = makeStream(kDepth);
-  a->start();
-  b->start();
+  // The plug-in runs until the last stream stops.
   a->stop();
   EXPECT_EQ(calls().count("stop"), 0u);
   cameraStream(kDepth).deliver(3);
@@ -68,7 +63,7 @@ TEST_F(CameraTest, PluginRunsUntilTheLastStreamStops) {
   EXPECT_FALSE(b->m_sensor->b_Started.load());
 }
 
-TEST_F(CameraTest, RestartReusesTheStreamObjectInItsLastMode) {
+TEST_F(CameraTest, RestartReusesTheStreamObjectInItsLastModeIfItHasOne) {
   VideoStream* stream = makeStream(kDepth);
   stream->start();
   for (int i = 0; i < 5; ++i) cameraStream(kDepth).deliver();
@@ -84,11 +79,7 @@ TEST_F(CameraTest, RestartReusesTheStreamObjectInItsLastMode) {
   EXPECT_EQ(poolState(pool(stream)).created, before.created) << "same size: the pool keeps its frames";
   cameraStream(kDepth).deliver(9);
   EXPECT_EQ(takeStamp(stream), 9u);
-}
 
-TEST_F(CameraTest, RestartWithoutACurrentModeSkipsSetFrameMode) {
-  VideoStream* stream = makeStream(kDepth);
-  stream->start();
   stream->stop();
   camera().hasMode.store(false);
   calls().clear();

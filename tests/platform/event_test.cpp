@@ -16,7 +16,7 @@ using sarvik_test::waitUntil;
 
 constexpr uint32_t kLongWaitMs = 10000;
 
-TEST(Event, KeepsOneSignalUntilAWaitConsumesIt) {
+TEST(Event, KeepsOneSignalUntilAWaitConsumesItOrResetClearsIt) {
   EventImpl event;
   EXPECT_EQ(event.wait(0), kEventTimeout) << "events start not signalled";
 
@@ -29,25 +29,19 @@ TEST(Event, KeepsOneSignalUntilAWaitConsumesIt) {
   event.set();
   EXPECT_EQ(event.wait(kLongWaitMs), kEventSignaled);
   EXPECT_EQ(event.wait(0), kEventTimeout);
-}
 
-TEST(Event, ResetClearsAPendingSignal) {
-  EventImpl event;
   event.set();
   EXPECT_EQ(event.reset(), 0);
   EXPECT_EQ(event.wait(0), kEventTimeout);
   EXPECT_EQ(event.reset(), 0);  // resetting a clear event is no error
 }
 
-TEST(Event, TimedWaitOnAnUnsetEventTimesOutNoEarlierThanAsked) {
+TEST(Event, TimedWaitLastsAtLeastAsAskedAndUnlimitedWaitWakesOnSet) {
   EventImpl event;
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_EQ(event.wait(100), kEventTimeout);
   EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(100));
-}
 
-TEST(Event, SetFromAnotherThreadWakesAnUnlimitedWait) {
-  EventImpl event;
   std::thread setter([&] {
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     event.set();

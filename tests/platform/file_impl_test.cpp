@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <utility>
 #include <string>
 #include <thread>
 
@@ -33,31 +34,24 @@ class FileImplTest : public ::testing::Test {
   TempFolder m_folder;
 };
 
-TEST_F(FileImplTest, LoopingReadReturnsShortAtTheEndAndThenStartsOver) {
+TEST_F(FileImplTest, ReadReturnsShortAtTheEndThenLoopsOrStops) {
   const std::string path = writeFixture("ten.bin", kTenBytes);
-  FileImpl file;
-  ASSERT_EQ(0, file.open(path.c_str(), true, true, false));
-  char buffer[6];
-  EXPECT_EQ(6, file.read(buffer, 6));
-  EXPECT_EQ(4, file.read(buffer, 6));
-  EXPECT_EQ("6789", std::string(buffer, 4));
-  EXPECT_EQ(6, file.read(buffer, 6));
-  EXPECT_EQ("012345", std::string(buffer, 6));
-  EXPECT_EQ(4, file.read(buffer, 6));
-}
-
-TEST_F(FileImplTest, ReadWithoutLoopingStopsAtTheEnd) {
-  const std::string path = writeFixture("ten.bin", kTenBytes);
-  FileImpl file;
-  ASSERT_EQ(0, file.open(path.c_str(), true, false, false));
-  char buffer[6];
-  EXPECT_EQ(6, file.read(buffer, 6));
-  EXPECT_EQ(4, file.read(buffer, 6));
-  EXPECT_EQ(0, file.read(buffer, 6));
-  EXPECT_EQ(0, file.read(buffer, 6));
-  EXPECT_EQ(0, file.rewind());
-  EXPECT_EQ(6, file.read(buffer, 6));
-  EXPECT_EQ("012345", std::string(buffer, 6));
+  for (bool loop : {true, false}) {
+    SCOPED_TRACE(loop);
+    FileImpl file;
+    ASSERT_EQ(0, file.open(path.c_str(), true, loop, false));
+    char buffer[6];
+    EXPECT_EQ(6, file.read(buffer, 6));
+    EXPECT_EQ(4, file.read(buffer, 6));
+    EXPECT_EQ("6789", std::string(buffer, 4));
+    if (!loop) {
+      EXPECT_EQ(0, file.read(buffer, 6));
+      EXPECT_EQ(0, file.read(buffer, 6));
+      EXPECT_EQ(0, file.rewind());
+    }
+    EXPECT_EQ(6, file.read(buffer, 6));
+    EXPECT_EQ("012345", std::string(buffer, 6));
+  }
 }
 
 TEST_F(FileImplTest, ReadAndWritePositionsDoNotDisturbEachOther) {
@@ -80,43 +74,35 @@ TEST_F(FileImplTest, ReadAndWritePositionsDoNotDisturbEachOther) {
   EXPECT_EQ("abcdefgh", readFile(m_folder.file("both.bin")));
 }
 
-TEST_F(FileImplTest, WriteLimitCutsTheLastWriteAndThenLeavesTheFileAlone) {
+TEST_F(FileImplTest, WriteLimitCutsTheLastWriteAndMayBeLoweredOrRemoved) {
   auto file = openedForWriting("limited.bin");
-  file->setMaxBytes(10);
-  EXPECT_EQ(6, file->write("AAAAAA", 6));
-  EXPECT_EQ(4, file->write("BBBBBB", 6));
-  EXPECT_EQ(0, file->write("CCCCCC", 6));
-  file->close();
-  EXPECT_EQ("AAAAAABBBB", readFile(m_folder.file("limited.bin")));
-}
-
-TEST_F(FileImplTest, LimitCanBeLoweredBelowWhatWasWrittenOrRemoved) {
-  auto file = openedForWriting("lowered.bin");
   EXPECT_EQ(6, file->write("AAAAAA", 6));  // no limit yet: not counted
-  file->setMaxBytes(3);
-  EXPECT_EQ(3, file->write("BBBBBB", 6));
+  file->setMaxBytes(10);
+  EXPECT_EQ(6, file->write("BBBBBB", 6));
+  EXPECT_EQ(4, file->write("CCCCCC", 6));
+  EXPECT_EQ(0, file->write("DDDDDD", 6));
   file->setMaxBytes(2);
-  EXPECT_EQ(0, file->write("CCCCCC", 6));
+  EXPECT_EQ(0, file->write("EEEEEE", 6));
   file->setMaxBytes(0);
-  EXPECT_EQ(2, file->write("DD", 2));
+  EXPECT_EQ(2, file->write("FF", 2));
   file->close();
-  EXPECT_EQ("AAAAAABBBDD", readFile(m_folder.file("lowered.bin")));
+  EXPECT_EQ("AAAAAABBBBBBCCCCFF", readFile(m_folder.file("limited.bin")));
 }
 
 TEST_F(FileImplTest, WritingGoesOnBehindTheDataOrTheRewrittenHeaderWhicheverIsLonger) {
-  auto file = openedForWriting("header.bin");
-  EXPECT_EQ(100, file->write(std::string(100, 'd').data(), 100));
-  EXPECT_EQ(4, file->writeAtStart("HEAD", 4));
-  EXPECT_EQ(4, file->write("tail", 4));
-  file->close();
-  EXPECT_EQ("HEAD" + std::string(96, 'd') + "tail", readFile(m_folder.file("header.bin")));
-
-  auto shortFile = openedForWriting("short.bin");
-  EXPECT_EQ(2, shortFile->write("dd", 2));
-  EXPECT_EQ(4, shortFile->writeAtStart("HEAD", 4));
-  EXPECT_EQ(4, shortFile->write("tail", 4));
-  shortFile->close();
-  EXPECT_EQ("HEADtail", readFile(m_folder.file("short.bin")));
+  const std::pair<std::string, std::string> cases[] = {
+      {std::string(100, 'd'), "HEAD" + std::string(96, 'd') + "tail"},
+      {"dd", "HEADtail"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.first.size());
+    auto file = openedForWriting("header.bin");
+    EXPECT_EQ(static_cast<int>(c.first.size()), file->write(c.first.data(), c.first.size()));
+    EXPECT_EQ(4, file->writeAtStart("HEAD", 4));
+    EXPECT_EQ(4, file->write("tail", 4));
+    file->close();
+    EXPECT_EQ(c.second, readFile(m_folder.file("header.bin")));
+  }
 }
 
 TEST_F(FileImplTest, WriteTextFormatsAtTheWritePositionAndReturnsTheNewPosition) {
@@ -153,33 +139,24 @@ TEST_F(FileImplTest, ClosedObjectReportsEveryOperationAsFailed) {
   EXPECT_EQ(-1, file.writeText("x"));
   EXPECT_EQ(-1, file.getSize());
   file.close();  // harmless
-}
 
-TEST_F(FileImplTest, FolderIsNoFileInEitherMode) {
-  FileImpl file;
-  EXPECT_EQ(-1, file.open(m_folder.path().c_str(), true, false, false));
+  EXPECT_EQ(-1, file.open(m_folder.path().c_str(), true, false, false)) << "a folder is no file";
   EXPECT_EQ(-1, file.open(m_folder.path().c_str(), false, false, false));
   EXPECT_FALSE(file.isOpen());
 }
 
-TEST_F(FileImplTest, SecondOpenIsANoOpEvenForAnotherPath) {
-  auto file = openedForWriting("first.bin");
-  const std::string other = m_folder.file("second.bin");
-  EXPECT_EQ(0, file->open(other.c_str(), false, false, false));
-  EXPECT_EQ(m_folder.file("first.bin"), file->path());
-  EXPECT_EQ(1, file->write("x", 1));
-  file->close();
-  EXPECT_EQ("x", readFile(m_folder.file("first.bin")));
-  EXPECT_NE(0, access(other.c_str(), F_OK));
-}
-
-TEST_F(FileImplTest, OpeningForWritingCutsTheFile) {
-  const std::string path = writeFixture("old.bin", kTenBytes);
+TEST_F(FileImplTest, OpeningForWritingCutsTheFileAndASecondOpenIsANoOp) {
+  const std::string path = writeFixture("first.bin", kTenBytes);
   FileImpl file;
   ASSERT_EQ(0, file.open(path.c_str(), false, false, false));
   EXPECT_EQ(0, file.getSize());
+  const std::string other = m_folder.file("second.bin");
+  EXPECT_EQ(0, file.open(other.c_str(), false, false, false));
+  EXPECT_EQ(path, file.path());
+  EXPECT_EQ(1, file.write("x", 1));
   file.close();
-  EXPECT_EQ("", readFile(path));
+  EXPECT_EQ("x", readFile(path));
+  EXPECT_NE(0, access(other.c_str(), F_OK));
 }
 
 TEST_F(FileImplTest, SecondWriterIsRefusedAndTheFirstFileStaysWhole) {
@@ -205,11 +182,11 @@ TEST_F(FileImplTest, SecondWriterIsRefusedAndTheFirstFileStaysWhole) {
   EXPECT_EQ(0, second.open(m_folder.file("shared.bin").c_str(), false, false, false));
 }
 
-TEST_F(FileImplTest, ReaderKeepsWritersOut) {
+TEST_F(FileImplTest, ReadersKeepWritersOut) {
   const std::string path = writeFixture("read.bin", kTenBytes);
   FileImpl reader;
-  ASSERT_EQ(0, reader.open(path.c_str(), true, false, false));
   FileImpl secondReader;
+  ASSERT_EQ(0, reader.open(path.c_str(), true, false, false));
   EXPECT_EQ(0, secondReader.open(path.c_str(), true, false, false));
   FileImpl writer;
   EXPECT_EQ(-1, writer.open(path.c_str(), false, false, false));

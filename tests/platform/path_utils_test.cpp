@@ -20,11 +20,6 @@ std::string fullPath(const char* path) {
   return out;
 }
 
-std::string workingDirectory() {
-  char cwd[PATH_MAX];
-  return getcwd(cwd, sizeof(cwd)) ? cwd : "";
-}
-
 TEST(FullPathNameTest, FoldsDotsAndSlashesLexicallyAndKeepsATrailingSlash) {
   EXPECT_EQ("/a/c", fullPath("/a/./b/../c"));
   EXPECT_EQ("/a/b", fullPath("//a///b"));
@@ -36,8 +31,9 @@ TEST(FullPathNameTest, FoldsDotsAndSlashesLexicallyAndKeepsATrailingSlash) {
 }
 
 TEST(FullPathNameTest, JoinsARelativePathToTheWorkingDirectory) {
-  const std::string cwd = workingDirectory();
-  ASSERT_FALSE(cwd.empty());
+  char buffer[PATH_MAX];
+  ASSERT_NE(nullptr, getcwd(buffer, sizeof(buffer)));
+  const std::string cwd = buffer;
   const std::string base = cwd == "/" ? "" : cwd;
   EXPECT_EQ(base + "/x/y.bin", fullPath("x/y.bin"));
   EXPECT_EQ(base + "/", fullPath("./"));

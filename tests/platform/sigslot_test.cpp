@@ -42,33 +42,24 @@ class Inspected : public Signal {
 typedef Inspected<sigslot::signal1<int, multi_threaded_local>> IntSignal;
 typedef Receiver<multi_threaded_local> LockedReceiver;
 
-TEST(Sigslot, DeliversInOrderOfConnection) {
+TEST(Sigslot, DeliversInOrderOfConnectionAndOncePerConnection) {
   std::vector<int> log;
   IntSignal signal;
   signal.emit(1);  // nobody connected: nothing happens
-  LockedReceiver first(&log, 1);
-  LockedReceiver second(&log, 2);
-  signal.connect(&first, &LockedReceiver::onValue);
-  signal.connect(&second, &LockedReceiver::onValue);
-  signal.emit(7);
-  EXPECT_EQ(log, (std::vector<int>{107, 207}));
-}
-
-TEST(Sigslot, ConnectingTwiceDeliversTwiceUntilTheReceiverDisconnectsAll) {
-  std::vector<int> log;
-  IntSignal signal;
   LockedReceiver receiver(&log, 1);
+  LockedReceiver second(&log, 2);
   signal.connect(&receiver, &LockedReceiver::onValue);
+  signal.connect(&second, &LockedReceiver::onValue);
   signal.connect(&receiver, &LockedReceiver::onValue);
   EXPECT_EQ(receiver.signalCount(), 1u);
   signal.emit(5);
-  EXPECT_EQ(log, (std::vector<int>{105, 105}));
+  EXPECT_EQ(log, (std::vector<int>{105, 205, 105}));
 
   receiver.disconnect_all();
-  EXPECT_EQ(signal.connectionCount(), 0u);
+  EXPECT_EQ(signal.connectionCount(), 1u);
   EXPECT_EQ(receiver.signalCount(), 0u);
   signal.emit(6);
-  EXPECT_EQ(log.size(), 2u);
+  EXPECT_EQ(log, (std::vector<int>{105, 205, 105, 206}));
 }
 
 TEST(Sigslot, DisconnectRemovesOneConnectionAndTheRestStillCleansUp) {
@@ -93,19 +84,15 @@ TEST(Sigslot, DisconnectRemovesOneConnectionAndTheRestStillCleansUp) {
   EXPECT_EQ(signal.connectionCount(), 0u);
 }
 
-TEST(Sigslot, EitherSideMayBeDestroyedFirst) {
+// A dying receiver is covered above; here the signal goes first.
+TEST(Sigslot, ASignalMayBeDestroyedBeforeItsReceivers) {
   std::vector<int> log;
   IntSignal signal;
   LockedReceiver receiver(&log, 1);
-  auto* goingReceiver = new LockedReceiver(&log, 2);
   auto* goingSignal = new IntSignal;
-  signal.connect(goingReceiver, &LockedReceiver::onValue);
   signal.connect(&receiver, &LockedReceiver::onValue);
   goingSignal->connect(&receiver, &LockedReceiver::onValue);
   EXPECT_EQ(receiver.signalCount(), 2u);
-
-  delete goingReceiver;
-  EXPECT_EQ(signal.connectionCount(), 1u);
   delete goingSignal;
   EXPECT_EQ(receiver.signalCount(), 1u);
   signal.emit(3);
@@ -256,9 +243,8 @@ INSTANTIATE_TEST_SUITE_P(AllWays, SigslotBarrier,
                                            DisconnectBy::kReceiverDisconnectAll,
                                            DisconnectBy::kSignalDisconnectAll));
 
-// A receiver that dies while another thread keeps emitting: the pattern of a
-// stream that stops while its sensor delivers. A missing barrier shows as a
-// call on a freed receiver (under the sanitizers) or a wrong count.
+// A stream stopping while its sensor delivers: a missing barrier shows as a
+// call on a freed receiver under the sanitizers.
 class CountingReceiver : public sigslot::has_slots<multi_threaded_local> {
  public:
   explicit CountingReceiver(std::atomic<int>* total) : m_total(total) {}
@@ -292,7 +278,10 @@ TEST(Sigslot, ReceiversComeAndGoWhileAnotherThreadEmits) {
     if (i % 2 == 0) signal.disconnect(transient);
     delete transient;
   }
-  ASSERT_TRUE(waitUntil([&] { return emits > 0; }));
+  // Under load the loop may end before the emitter starts; wait for an emit
+  // that surely reaches `steady`.
+  const long before = emits;
+  ASSERT_TRUE(waitUntil([&] { return emits > before + 1; }));
   quit = true;
   emitter.join();
   EXPECT_EQ(signal.connectionCount(), 1u);

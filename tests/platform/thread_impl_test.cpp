@@ -26,12 +26,12 @@ using sarvik_test::LogRecord;
 using sarvik_test::MemoryLog;
 using sarvik_test::waitUntil;
 
-// What a run function saw. It sleeps in short slices on `wake`, the way the
-// module's workers do, and ends its thread on call number `lastCall`.
+// Sleeps in short slices like the module's workers; ends on call `lastCall`
+// (0: never).
 struct Probe {
   std::atomic<int> calls{0};
   std::atomic<bool> inside{false};
-  int lastCall = 0;  // 0: never return false
+  int lastCall = 0;
   uint32_t sliceMs = 10;
   EventImpl wake;
 
@@ -39,12 +39,14 @@ struct Probe {
   std::set<uint32_t> threadIds;
   uint32_t threadId = 0;
   uint32_t handle = 0;
+};
 
-  ThreadWrapper* self = nullptr;  // for run functions that turn on their own wrapper
-  std::atomic<bool> ownThreadChecked{false};
-  int32_t ownStopResult = 0;
-  int32_t ownPriorityResult = 0;
-  bool ownIsCurrent = false;
+struct SelfProbe {
+  ThreadWrapper* self = nullptr;
+  std::atomic<bool> checked{false};
+  int32_t stopResult = 0;
+  int32_t priorityResult = 0;
+  bool isCurrent = false;
 };
 
 bool probeRun(void* context) {
@@ -64,11 +66,11 @@ bool probeRun(void* context) {
 }
 
 bool turnOnOwnWrapper(void* context) {
-  Probe* probe = static_cast<Probe*>(context);
-  probe->ownIsCurrent = probe->self->isCurrentThread();
-  probe->ownPriorityResult = probe->self->setPriority(0);
-  probe->ownStopResult = probe->self->stop();
-  probe->ownThreadChecked = true;
+  SelfProbe* probe = static_cast<SelfProbe*>(context);
+  probe->isCurrent = probe->self->isCurrentThread();
+  probe->priorityResult = probe->self->setPriority(0);
+  probe->stopResult = probe->self->stop();
+  probe->checked = true;
   return false;
 }
 
@@ -98,29 +100,15 @@ std::string format(const char* fmt, uint32_t a, uint32_t b, const char* name) {
   return text;
 }
 
-TEST_F(ThreadWrapperTest, NothingStartsWithoutRunFunctionAndStopWithoutStartWaitsForNothing) {
+TEST_F(ThreadWrapperTest, StartAndStopAreRefusedOutOfTurnAndOneThreadRuns) {
   ThreadImpl none(nullptr, nullptr, "none");
   EXPECT_EQ(none.start(), -4);
   EXPECT_EQ(none.stop(), -5);
   EXPECT_EQ(m_log.countContaining("Begin run thread"), 0u);
 
   Probe probe;
-  ThreadImpl idle(&probeRun, &probe, "idle");
-  EXPECT_EQ(idle.stop(), -5);
-  EXPECT_EQ(probe.calls, 0);
-}
-
-TEST_F(ThreadWrapperTest, RunFunctionIsCalledAtLeastOnceEvenWhenStoppedAtOnce) {
-  Probe probe;
-  ThreadImpl thread(&probeRun, &probe, "brief");
-  ASSERT_EQ(thread.start(), 0);
-  EXPECT_EQ(thread.stop(), 0);
-  EXPECT_GE(probe.calls, 1);
-}
-
-TEST_F(ThreadWrapperTest, StartingTwiceIsRefusedAndOneThreadRuns) {
-  Probe probe;
   ThreadImpl thread(&probeRun, &probe, "twice");
+  EXPECT_EQ(thread.stop(), -5);
   ASSERT_EQ(thread.start(), 0);
   EXPECT_EQ(thread.start(), -5);
   ASSERT_TRUE(waitUntil([&] { return probe.calls >= 3; }));
@@ -131,6 +119,12 @@ TEST_F(ThreadWrapperTest, StartingTwiceIsRefusedAndOneThreadRuns) {
 }
 
 TEST_F(ThreadWrapperTest, StopWaitsForTheCurrentCallAndNoCallFollows) {
+  Probe brief;
+  ThreadImpl stoppedAtOnce(&probeRun, &brief, "brief");
+  ASSERT_EQ(stoppedAtOnce.start(), 0);
+  EXPECT_EQ(stoppedAtOnce.stop(), 0);
+  EXPECT_GE(brief.calls, 1) << "the run function is called at least once";
+
   Probe probe;
   probe.sliceMs = 100;
   ThreadImpl thread(&probeRun, &probe, "slices");
@@ -143,7 +137,7 @@ TEST_F(ThreadWrapperTest, StopWaitsForTheCurrentCallAndNoCallFollows) {
   EXPECT_EQ(probe.calls, calls);
 }
 
-TEST_F(ThreadWrapperTest, RunFunctionReturningFalseEndsTheThreadAfterOneCall) {
+TEST_F(ThreadWrapperTest, RunFunctionReturningFalseEndsTheThreadWhichMayStartAgain) {
   Probe probe;
   probe.lastCall = 1;
   ThreadImpl thread(&probeRun, &probe, "once");
@@ -151,65 +145,59 @@ TEST_F(ThreadWrapperTest, RunFunctionReturningFalseEndsTheThreadAfterOneCall) {
   ASSERT_TRUE(waitForRecords("Thread stop running", 1));
   EXPECT_EQ(probe.calls, 1);
   EXPECT_EQ(thread.stop(), -5);
-  std::lock_guard<std::mutex> guard(probe.mutex);
-  EXPECT_EQ(m_log.count(1, format("Thread run function returns false, id=%d, thread_=%08x, name=%s",
-                                  probe.threadId, probe.handle, "once")),
-            1u);
-}
+  {
+    std::lock_guard<std::mutex> guard(probe.mutex);
+    EXPECT_EQ(m_log.count(1, format("Thread run function returns false, id=%d, thread_=%08x, name=%s",
+                                    probe.threadId, probe.handle, "once")),
+              1u);
+  }
 
-TEST_F(ThreadWrapperTest, StopOnItsOwnThreadIsRefusedWithoutWaiting) {
-  Probe probe;
-  ThreadImpl thread(&turnOnOwnWrapper, &probe, "self");
-  probe.self = &thread;
-  EXPECT_FALSE(thread.isCurrentThread());
-  ASSERT_EQ(thread.start(), 0);
-  ASSERT_TRUE(waitUntil([&] { return probe.ownThreadChecked.load(); }));
-  EXPECT_TRUE(probe.ownIsCurrent);
-  EXPECT_EQ(probe.ownStopResult, -1);
-  EXPECT_EQ(probe.ownPriorityResult, 0);
-  EXPECT_FALSE(thread.isCurrentThread());
-}
-
-TEST_F(ThreadWrapperTest, DestroyingARunningWrapperStopsAndJoinsItsThread) {
-  Probe probe;
-  probe.sliceMs = 100;
-  ThreadImpl* thread = new ThreadImpl(&probeRun, &probe, "doomed");
-  ASSERT_EQ(thread->start(), 0);
-  ASSERT_TRUE(waitUntil([&] { return probe.inside.load(); }));
-  delete thread;
-  EXPECT_FALSE(probe.inside);
-  EXPECT_EQ(m_log.countContaining("Stop thread returns ok"), 1u);
-  EXPECT_EQ(m_log.countContaining("Thread stop running"), 1u);
-}
-
-// The thread's last log line reads the wrapper; the destructor must wait for
-// it even though stop() has nothing to do.
-TEST_F(ThreadWrapperTest, DestroyingAWrapperWhoseThreadEndedItselfWaitsForTheThread) {
-  Probe probe;
-  probe.lastCall = 1;
-  ThreadImpl* thread = new ThreadImpl(&probeRun, &probe, "ended");
-  ASSERT_EQ(thread->start(), 0);
-  delete thread;
-  EXPECT_EQ(m_log.countContaining("Thread stop running"), 1u);
-}
-
-TEST_F(ThreadWrapperTest, AnEndedWrapperStartsAgainWithANewThread) {
-  Probe probe;
-  probe.lastCall = 1;
-  ThreadImpl thread(&probeRun, &probe, "again");
-  ASSERT_EQ(thread.start(), 0);
-  ASSERT_TRUE(waitForRecords("Thread stop running", 1));
   probe.lastCall = 2;
   ASSERT_EQ(thread.start(), 0);
   ASSERT_TRUE(waitForRecords("Thread stop running", 2));
   EXPECT_EQ(probe.calls, 2);
-
   probe.lastCall = 0;
   for (int i = 0; i < 3; ++i) {
     ASSERT_EQ(thread.start(), 0);
     EXPECT_EQ(thread.stop(), 0);
   }
   EXPECT_EQ(m_log.countContaining("Begin run thread"), 5u);
+}
+
+TEST_F(ThreadWrapperTest, StopOnItsOwnThreadIsRefusedWithoutWaiting) {
+  SelfProbe probe;
+  ThreadImpl thread(&turnOnOwnWrapper, &probe, "self");
+  probe.self = &thread;
+  EXPECT_FALSE(thread.isCurrentThread());
+  ASSERT_EQ(thread.start(), 0);
+  ASSERT_TRUE(waitUntil([&] { return probe.checked.load(); }));
+  EXPECT_TRUE(probe.isCurrent);
+  EXPECT_EQ(probe.stopResult, -1);
+  EXPECT_EQ(probe.priorityResult, 0);
+  EXPECT_FALSE(thread.isCurrentThread());
+}
+
+// An ended thread's last log line still reads the wrapper, so the destructor
+// must join it even though stop() has nothing to do.
+TEST_F(ThreadWrapperTest, DestroyingAWrapperJoinsItsThreadWhetherRunningOrEnded) {
+  for (int lastCall : {0, 1}) {
+    SCOPED_TRACE(lastCall);
+    m_log.reset();
+    Probe probe;
+    probe.sliceMs = 100;
+    probe.lastCall = lastCall;
+    ThreadImpl* thread = new ThreadImpl(&probeRun, &probe, "doomed");
+    ASSERT_EQ(thread->start(), 0);
+    if (lastCall == 0) {
+      ASSERT_TRUE(waitUntil([&] { return probe.inside.load(); }));
+    }
+    delete thread;
+    EXPECT_FALSE(probe.inside);
+    EXPECT_EQ(m_log.countContaining("Thread stop running"), 1u);
+    if (lastCall == 0) {
+      EXPECT_EQ(m_log.countContaining("Stop thread returns ok"), 1u);
+    }
+  }
 }
 
 TEST_F(ThreadWrapperTest, LogLinesNameTheThreadByKernelIdAndHandle) {
@@ -235,13 +223,11 @@ TEST_F(ThreadWrapperTest, LogLinesNameTheThreadByKernelIdAndHandle) {
     texts.push_back(record.text);
   }
   EXPECT_EQ(texts, expected);
-}
 
-TEST_F(ThreadWrapperTest, AThreadWithoutNameIsLoggedUnderTheDefaultName) {
-  Probe probe;
-  ThreadImpl thread(&probeRun, &probe, nullptr);
-  ASSERT_EQ(thread.start(), 0);
-  ASSERT_EQ(thread.stop(), 0);
+  m_log.reset();
+  ThreadImpl unnamed(&probeRun, &probe, nullptr);
+  ASSERT_EQ(unnamed.start(), 0);
+  ASSERT_EQ(unnamed.stop(), 0);
   EXPECT_EQ(m_log.countContaining("name:SARVIK_THREAD]"), 3u);
 }
 

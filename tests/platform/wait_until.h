@@ -1,6 +1,5 @@
-// Polls a condition that another thread makes true; tests use it instead of
-// fixed sleeps. The limit is generous: reaching it means the behaviour is
-// wrong, not that the machine is slow.
+// Polls instead of sleeping a fixed time; reaching the generous limit means
+// the behaviour is wrong, not that the machine is slow.
 #ifndef SARVIK_TESTS_PLATFORM_WAIT_UNTIL_H
 #define SARVIK_TESTS_PLATFORM_WAIT_UNTIL_H
 
@@ -21,8 +20,7 @@ bool waitUntil(Condition condition, std::chrono::milliseconds limit = kGenerousL
   return true;
 }
 
-// For checks that something does NOT happen: gives another thread a fair
-// chance to do the wrong thing before the test looks.
+// Gives another thread a fair chance to do the wrong thing.
 inline void allowTimeToMisbehave() { std::this_thread::sleep_for(std::chrono::milliseconds(100)); }
 
 }  // namespace sarvik_test

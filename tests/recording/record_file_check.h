@@ -1,4 +1,4 @@
-// Reads a record file back for assertions: the tags and data of every entry.
+// Reads a record file back: the tags and data of every entry.
 #ifndef SARVIK_TESTS_RECORDING_RECORD_FILE_CHECK_H
 #define SARVIK_TESTS_RECORDING_RECORD_FILE_CHECK_H
 
@@ -21,11 +21,6 @@ struct RecordedEntry {
   std::vector<uint8_t> data;
 };
 
-inline std::vector<uint8_t> fileBytes(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::vector<uint8_t>((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-}
-
 template <typename T>
 T readLittle(const uint8_t* at) {
   T value = 0;
@@ -33,17 +28,12 @@ T readLittle(const uint8_t* at) {
   return value;
 }
 
-// Walks the file tag by tag; `complete` is false when the last entry is cut.
-inline std::vector<RecordedEntry> readEntries(const std::string& path, bool* complete = nullptr) {
-  const std::vector<uint8_t> bytes = fileBytes(path);
+// Walks the file tag by tag, stopping at a cut last entry.
+inline std::vector<RecordedEntry> readEntries(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
   std::vector<RecordedEntry> entries;
-  size_t at = 0;
-  bool whole = true;
-  while (at < bytes.size()) {
-    if (bytes.size() - at < 26) {
-      whole = false;
-      break;
-    }
+  for (size_t at = 0; bytes.size() - at >= 26;) {
     RecordedEntry entry;
     entry.streamType = readLittle<uint16_t>(&bytes[at]);
     entry.frameIndex = readLittle<uint32_t>(&bytes[at + 2]);
@@ -52,15 +42,11 @@ inline std::vector<RecordedEntry> readEntries(const std::string& path, bool* com
     entry.width = readLittle<uint32_t>(&bytes[at + 18]);
     entry.height = readLittle<uint32_t>(&bytes[at + 22]);
     at += 26;
-    if (bytes.size() - at < entry.dataSize) {
-      whole = false;
-      break;
-    }
+    if (bytes.size() - at < entry.dataSize) break;
     entry.data.assign(bytes.begin() + static_cast<long>(at), bytes.begin() + static_cast<long>(at + entry.dataSize));
     at += entry.dataSize;
     entries.push_back(std::move(entry));
   }
-  if (complete != nullptr) *complete = whole;
   return entries;
 }
 

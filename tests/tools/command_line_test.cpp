@@ -34,11 +34,13 @@ void expectRejected(std::initializer_list<const char*> args, const std::string& 
   EXPECT_NE(p.outcome.text.find(message), std::string::npos) << p.outcome.text;
 }
 
-TEST(CommandLineTest, NoSubcommandListsDevices) {
+TEST(CommandLineTest, NoSubcommandListsDevicesAndSnapshotFileIsOptional) {
   const Parsed p = parse({});
   ASSERT_TRUE(p.outcome.run);
   EXPECT_EQ(p.line.command, Command::kDevices);
   EXPECT_TRUE(p.line.modulePath.empty());
+  EXPECT_TRUE(parse({"snapshot", "usb://sim/0"}).line.file.empty());
+  EXPECT_EQ(parse({"snapshot", "usb://sim/0", "s.bmp"}).line.file, "s.bmp");
 }
 
 TEST(CommandLineTest, ModuleOptionIsTakenBeforeOrAfterTheSubcommand) {
@@ -69,7 +71,7 @@ TEST(CommandLineTest, StreamOpensDepthUnlessTypesAreGiven) {
   EXPECT_TRUE(typed.line.callback);
 }
 
-TEST(CommandLineTest, MisuseIsRefusedWithExitCodeTwoAndAReason) {
+TEST(CommandLineTest, MisuseIsRefusedWithExitCodeTwoAndHelpPrintedWithZero) {
   expectRejected({"stream", "usb://sim/0", "--type", "sonar"}, "unknown stream type 'sonar'");
   expectRejected({"stream"}, "ADDRESS");
   expectRejected({"stream", "usb://sim/0", "--seconds", "-1"}, "--seconds");
@@ -78,13 +80,11 @@ TEST(CommandLineTest, MisuseIsRefusedWithExitCodeTwoAndAReason) {
   expectRejected({"export", "f.rec", "out", "--type", "depth"}, "--index");
   expectRejected({"export", "f.rec", "out", "--index", "-1", "--type", "depth"}, "--index");
   expectRejected({"teleport"}, "teleport");
-}
 
-TEST(CommandLineTest, HelpIsPrintedWithExitCodeZero) {
-  const Parsed p = parse({"stream", "--help"});
-  EXPECT_FALSE(p.outcome.run);
-  EXPECT_EQ(p.outcome.exitCode, 0);
-  EXPECT_NE(p.outcome.text.find("--callback"), std::string::npos);
+  const Parsed help = parse({"stream", "--help"});
+  EXPECT_FALSE(help.outcome.run);
+  EXPECT_EQ(help.outcome.exitCode, 0);
+  EXPECT_NE(help.outcome.text.find("--callback"), std::string::npos);
 }
 
 TEST(CommandLineTest, RecordAndExportTakeTheirFiles) {
@@ -121,11 +121,6 @@ TEST(CommandLineTest, CloudOptionsOverrideTheFallBackIntrinsics) {
   EXPECT_EQ(tuned.line.cloud.encoding, 1u);
   EXPECT_TRUE(tuned.line.cloud.clip);
   EXPECT_TRUE(parse({"cloud", "a", "b", "--colour"}).line.colour);
-}
-
-TEST(CommandLineTest, SnapshotFileIsOptional) {
-  EXPECT_TRUE(parse({"snapshot", "usb://sim/0"}).line.file.empty());
-  EXPECT_EQ(parse({"snapshot", "usb://sim/0", "s.bmp"}).line.file, "s.bmp");
 }
 
 TEST(StreamTypeNamesTest, NamesAndNumbersBothName) {

@@ -12,37 +12,18 @@ namespace sarvik {
 namespace tools {
 namespace {
 
-void putLittleEndian(std::string* out, uint64_t value, int bytes) {
-  for (int i = 0; i < bytes; ++i) out->push_back(static_cast<char>(value >> (8 * i)));
-}
-
-// One entry: the 26-byte tag, then the frame bytes.
-void appendEntry(std::string* file, uint16_t type, uint32_t index, uint32_t width, uint32_t height,
-                 const std::string& data) {
-  putLittleEndian(file, type, 2);
-  putLittleEndian(file, index, 4);
-  putLittleEndian(file, 1000000 + index * 33333ull, 8);
-  putLittleEndian(file, data.size(), 4);
-  putLittleEndian(file, width, 4);
-  putLittleEndian(file, height, 4);
-  *file += data;
-}
-
 class OfflineCommandsTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    appendEntry(&m_bytes, 1, 0, 2, 1, std::string("\x01\x02\x03\x04\x05\x06", 6));
-    appendEntry(&m_bytes, 4, 0, 3, 1, "abc");
-    appendEntry(&m_bytes, 4, 1, 3, 1, "def");
-    appendEntry(&m_bytes, 1, 2, 2, 1, std::string("\x11\x12\x13\x14\x15\x16", 6));
+    m_bytes.entry(1, 0, 1000000, 2, 1, 6, 0x01)
+        .entry(4, 0, 1000000, 3, 1, 3, 'a')
+        .entry(4, 1, 1033333, 3, 1, 3, 'd')
+        .entry(1, 2, 1066666, 2, 1, 6, 0x11);
   }
 
-  std::string save(const std::string& bytes) {
-    const std::string path = m_folder.file("in.rec");
-    std::FILE* f = std::fopen(path.c_str(), "wb");
-    std::fwrite(bytes.data(), 1, bytes.size(), f);
-    std::fclose(f);
-    return path;
+  std::string save(const std::vector<uint8_t>& bytes) {
+    writeWholeFile(m_folder.file("in.rec"), bytes);
+    return m_folder.file("in.rec");
   }
 
   int inspect(const std::string& path, std::string* output) {
@@ -59,7 +40,7 @@ class OfflineCommandsTest : public ::testing::Test {
   int exportFrame(uint32_t type, uint32_t index, const std::string& out) {
     CommandLine line;
     line.command = Command::kExport;
-    line.file = save(m_bytes);
+    line.file = save(m_bytes.bytes);
     line.exportType = type;
     line.index = index;
     line.output = m_folder.file(out);
@@ -72,13 +53,13 @@ class OfflineCommandsTest : public ::testing::Test {
   }
 
   ScratchFolder m_folder;
-  std::string m_bytes;
+  RecordBytes m_bytes;
   std::string m_errors;
 };
 
 TEST_F(OfflineCommandsTest, InspectOfACleanFileReportsEachStreamAndExitsZero) {
   std::string output;
-  EXPECT_EQ(inspect(save(m_bytes), &output), 0);
+  EXPECT_EQ(inspect(save(m_bytes.bytes), &output), 0);
   EXPECT_NE(output.find("4 frames"), std::string::npos) << output;
   EXPECT_NE(output.find("color (type 1): 2 frames, frameIndex 0..2"), std::string::npos) << output;
   EXPECT_NE(output.find("gaps 1 (1 frames missing)"), std::string::npos) << output;
@@ -88,22 +69,22 @@ TEST_F(OfflineCommandsTest, InspectOfACleanFileReportsEachStreamAndExitsZero) {
 
 TEST_F(OfflineCommandsTest, InspectOfADamagedFileNamesTheOffsetAndExitsOne) {
   std::string output;
-  EXPECT_EQ(inspect(save(m_bytes.substr(0, m_bytes.size() - 3)), &output), 1);
+  EXPECT_EQ(inspect(save({m_bytes.bytes.begin(), m_bytes.bytes.end() - 3}), &output), 1);
   // Entries of 32, 29 and 29 bytes precede the cut one.
   EXPECT_NE(output.find("truncated data at byte 90"), std::string::npos) << output;
-  EXPECT_EQ(inspect(save(std::string()), &output), 0);
+  EXPECT_EQ(inspect(save({}), &output), 0);
   EXPECT_EQ(inspect(m_folder.file("missing.rec"), &output), 1);
   EXPECT_NE(output.find("missing.rec"), std::string::npos) << output;
 }
 
 TEST_F(OfflineCommandsTest, ColourFrameIsExportedAsBmpAndOthersAsRawBytes) {
   ASSERT_EQ(exportFrame(1, 2, "c.bmp"), 0) << m_errors;
-  const std::string bmp = readWholeFile(m_folder.file("c.bmp"));
+  const std::string bmp = readFile(m_folder.file("c.bmp"));
   ASSERT_EQ(bmp.size(), 54u + 8u);
   EXPECT_EQ(bmp.substr(54), std::string("\x13\x12\x11\x16\x15\x14\x00\x00", 8));
 
   ASSERT_EQ(exportFrame(4, 1, "ir.raw"), 0) << m_errors;
-  EXPECT_EQ(readWholeFile(m_folder.file("ir.raw")), "def");
+  EXPECT_EQ(readFile(m_folder.file("ir.raw")), "def");
 }
 
 TEST_F(OfflineCommandsTest, ExportOfAFrameTheFileLacksFails) {

@@ -109,10 +109,8 @@ TEST(SimcamDeviceTest, OpenRefusesUnknownAddressesAndForeignIdentities) {
 }
 
 TEST(SimcamDeviceTest, PropertiesRoundTripWithinTheRoomAndReportTheirRealLength) {
-  TempDir dir;
-  Plugin plugin(dir);
-  Driver driver(plugin);
-  sarvik::DeviceInterfaceBase* device = driver.open("usb://sim/0");
+  simcamtest::Camera cam("");
+  auto [pool, sink, driver, device] = cam.parts();
   ASSERT_NE(device, nullptr);
 
   char value[10] = {'0', '1', '2', '3', '4', '5', '6', '7', '8', '9'};
@@ -162,11 +160,8 @@ TEST(SimcamDeviceTest, PropertiesRoundTripWithinTheRoomAndReportTheirRealLength)
 }
 
 TEST(SimcamDeviceTest, OnlyListedModesBecomeCurrentAndSetTheBufferSize) {
-  TempDir dir;
-  dir.write("simcam.conf", "modes.depth = 320x240@30, 160x120@15\nmodes.lightir =\n");
-  Plugin plugin(dir);
-  Driver driver(plugin);
-  sarvik::DeviceInterfaceBase* device = driver.open("usb://sim/0");
+  simcamtest::Camera cam("modes.depth = 320x240@30, 160x120@15\nmodes.lightir =\n");
+  auto [pool, sink, driver, device] = cam.parts();
   ASSERT_NE(device, nullptr);
 
   uint32_t count = 0;
@@ -213,11 +208,8 @@ TEST(SimcamDeviceTest, OnlyListedModesBecomeCurrentAndSetTheBufferSize) {
 }
 
 TEST(SimcamDeviceTest, DeviceTaskRecordsWhatItIsToldAndHoldsOnlyWhenAsked) {
-  TempDir dir;
-  dir.write("simcam.conf", "usb.0.location = bench-3\n");
-  Plugin plugin(dir);
-  Driver driver(plugin);
-  sarvik::DeviceInterfaceBase* device = driver.open("usb://sim/0");
+  simcamtest::Camera cam("usb.0.location = bench-3\n");
+  auto [pool, sink, driver, device] = cam.parts();
   ASSERT_NE(device, nullptr);
   sarvik::DeviceTaskBase* task = device->createTask();
   ASSERT_NE(task, nullptr);

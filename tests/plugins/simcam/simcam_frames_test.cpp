@@ -23,13 +23,8 @@ SimSensorStatus sensorStatus(sarvik::DeviceInterfaceBase* device, int slot) {
 }
 
 TEST(SimcamFramesTest, DepthFramesComeNumberedInOrderAtTheModeRate) {
-  TempDir dir;
-  dir.write("simcam.conf", "modes.depth = 160x120@30\n");
-  Plugin plugin(dir);
-  FakeAllocator pool;
-  FrameSink sink;
-  Driver driver(plugin);
-  sarvik::DeviceInterfaceBase* device = driver.open("usb://sim/0");
+  simcamtest::Camera cam("modes.depth = 160x120@30\n");
+  auto [pool, sink, driver, device] = cam.parts();
   sarvik::StreamInterfaceBase* stream = simcamtest::startStream(device, SARVIK_STREAM_DEPTH, pool, sink);
   ASSERT_NE(stream, nullptr);
   ASSERT_TRUE(sink.waitFor(31));
@@ -97,13 +92,8 @@ TEST(SimcamFramesTest, ColourAndInfraredFramesCarryTheirOwnFormats) {
 }
 
 TEST(SimcamFramesTest, RefusedAllocationsAreCountedAndLeaveGapsInTheNumbers) {
-  TempDir dir;
-  dir.write("simcam.conf", "modes.depth = 32x24@60\n");
-  Plugin plugin(dir);
-  FakeAllocator pool;
-  FrameSink sink;
-  Driver driver(plugin);
-  sarvik::DeviceInterfaceBase* device = driver.open("usb://sim/0");
+  simcamtest::Camera cam("modes.depth = 32x24@60\n");
+  auto [pool, sink, driver, device] = cam.parts();
   pool.m_failEvery = 3;
   sarvik::StreamInterfaceBase* stream = simcamtest::startStream(device, SARVIK_STREAM_DEPTH, pool, sink);
   ASSERT_NE(stream, nullptr);
@@ -120,13 +110,8 @@ TEST(SimcamFramesTest, RefusedAllocationsAreCountedAndLeaveGapsInTheNumbers) {
 }
 
 TEST(SimcamFramesTest, AFrameTooSmallForTheImageIsDroppedNotOverrun) {
-  TempDir dir;
-  dir.write("simcam.conf", "modes.depth = 32x24@60\n");
-  Plugin plugin(dir);
-  FakeAllocator pool;
-  FrameSink sink;
-  Driver driver(plugin);
-  sarvik::DeviceInterfaceBase* device = driver.open("usb://sim/0");
+  simcamtest::Camera cam("modes.depth = 32x24@60\n");
+  auto [pool, sink, driver, device] = cam.parts();
   sarvik::StreamInterfaceBase* stream = simcamtest::startStream(device, SARVIK_STREAM_DEPTH, pool, sink);
   ASSERT_NE(stream, nullptr);
   stream->stop();
@@ -185,13 +170,8 @@ TEST(SimcamFramesTest, NothingIsDeliveredOrAllocatedAfterStopOrCloseReturns) {
 }
 
 TEST(SimcamFramesTest, AModeSetWhileRunningTakesEffectAtTheNextStart) {
-  TempDir dir;
-  dir.write("simcam.conf", "modes.depth = 32x24@60, 16x12@60\n");
-  Plugin plugin(dir);
-  FakeAllocator pool;
-  FrameSink sink;
-  Driver driver(plugin);
-  sarvik::DeviceInterfaceBase* device = driver.open("usb://sim/0");
+  simcamtest::Camera cam("modes.depth = 32x24@60, 16x12@60\n");
+  auto [pool, sink, driver, device] = cam.parts();
   sarvik::StreamInterfaceBase* stream = simcamtest::startStream(device, SARVIK_STREAM_DEPTH, pool, sink);
   ASSERT_NE(stream, nullptr);
   ASSERT_TRUE(sink.waitFor(1));
@@ -217,13 +197,8 @@ TEST(SimcamFramesTest, AModeSetWhileRunningTakesEffectAtTheNextStart) {
 }
 
 TEST(SimcamFramesTest, FlatOutKeyIgnoresTheFrameRate) {
-  TempDir dir;
-  dir.write("simcam.conf", "modes.depth = 16x12@1\nflatout = yes\npixels = none\n");
-  Plugin plugin(dir);
-  FakeAllocator pool;
-  FrameSink sink;
-  Driver driver(plugin);
-  sarvik::DeviceInterfaceBase* device = driver.open("usb://sim/0");
+  simcamtest::Camera cam("modes.depth = 16x12@1\nflatout = yes\npixels = none\n");
+  auto [pool, sink, driver, device] = cam.parts();
   ASSERT_NE(simcamtest::startStream(device, SARVIK_STREAM_DEPTH, pool, sink), nullptr);
   // At the mode's one frame a second this would take a minute.
   EXPECT_TRUE(sink.waitFor(60, std::chrono::seconds(30)));

@@ -12,6 +12,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "sarvik/SarvikDriver.h"
@@ -120,6 +121,22 @@ class FrameSink {
 // createStream and the start sequence of the host, in its order.
 sarvik::StreamInterfaceBase* startStream(sarvik::DeviceInterfaceBase* device, uint32_t sensorType,
                                          FakeAllocator& pool, FrameSink& sink);
+
+// One USB camera opened in a plug-in loaded with the given configuration;
+// the pool and sink outlive the driver, as the host's do.
+struct Camera {
+  explicit Camera(const char* conf, DriverStateCallback callback = nullptr, void* user = nullptr)
+      : plugin((dir.write("simcam.conf", conf), dir)), driver(plugin, callback, user) {}
+  std::tuple<FakeAllocator&, FrameSink&, Driver&, sarvik::DeviceInterfaceBase*&> parts() {
+    return {pool, sink, driver, device};
+  }
+  TempDir dir;
+  FakeAllocator pool;
+  FrameSink sink;
+  Plugin plugin;
+  Driver driver;
+  sarvik::DeviceInterfaceBase* device = driver.open("usb://sim/0");
+};
 
 struct StateEvent {
   std::string uri;

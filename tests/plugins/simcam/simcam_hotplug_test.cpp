@@ -12,22 +12,16 @@ namespace {
 
 using simcamtest::Driver;
 using simcamtest::EventLog;
-using simcamtest::FakeAllocator;
-using simcamtest::FrameSink;
 using simcamtest::Plugin;
 using simcamtest::StateEvent;
 using simcamtest::TempDir;
 
 TEST(SimcamHotplugTest, UnplugStopsTheDeviceAndIsAnnouncedFromThePluginsThread) {
-  TempDir dir;
-  dir.write("simcam.conf", "usb.cameras = 2\nusb.0.location = desk\nmodes.depth = 32x24@60\n");
-  Plugin plugin(dir);
   EventLog log;
-  FakeAllocator pool;
-  FrameSink sink;
-  Driver driver(plugin, &EventLog::onState, &log);
+  simcamtest::Camera cam("usb.cameras = 2\nusb.0.location = desk\nmodes.depth = 32x24@60\n", &EventLog::onState, &log);
+  auto [pool, sink, driver, device] = cam.parts();
+  Plugin& plugin = cam.plugin;
   log.m_driver = driver.get();
-  sarvik::DeviceInterfaceBase* device = driver.open("usb://sim/0");
   sarvik::StreamInterfaceBase* stream = simcamtest::startStream(device, SARVIK_STREAM_DEPTH, pool, sink);
   ASSERT_NE(stream, nullptr);
   ASSERT_TRUE(sink.waitFor(2));
@@ -138,14 +132,10 @@ TEST(SimcamHotplugTest, ScheduledStepsRunInOrderFromInitialize) {
 }
 
 TEST(SimcamHotplugTest, DestroyEndsEveryThreadEvenWithDevicesLeftOpen) {
-  TempDir dir;
-  dir.write("simcam.conf", "modes.depth = 32x24@0\n");
-  Plugin plugin(dir);
   EventLog log;
-  FakeAllocator pool;
-  FrameSink sink;
-  Driver driver(plugin, &EventLog::onState, &log);
-  sarvik::DeviceInterfaceBase* device = driver.open("usb://sim/0");
+  simcamtest::Camera cam("modes.depth = 32x24@0\n", &EventLog::onState, &log);
+  auto [pool, sink, driver, device] = cam.parts();
+  Plugin& plugin = cam.plugin;
   ASSERT_NE(simcamtest::startStream(device, SARVIK_STREAM_DEPTH, pool, sink), nullptr);
   ASSERT_TRUE(sink.waitFor(5));
   plugin.unplug("usb://sim/0");
