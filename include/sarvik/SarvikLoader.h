@@ -10,8 +10,8 @@
 //   ... context->initialize(); ... context->shutdown(); loader.deleteContext()(context);
 //
 // The module is looked for, in this order: the path given to load(); the
-// environment variable SARVIK_MODULE; ../lib/ beside the running program (the
-// build tree and an installed tree both put it there); SARVIK_MODULE_DIR,
+// environment variable SARVIK_MODULE; ../lib/ and ../lib/sarvik/ beside the
+// running program (the build tree and an installed tree put it there); SARVIK_MODULE_DIR,
 // when the build defines it (the installed package does); and last the bare
 // name through the dynamic loader's own search (LD_LIBRARY_PATH, ld.so.cache).
 #ifndef SARVIK_LOADER_H
@@ -49,7 +49,9 @@ inline std::vector<std::string> moduleCandidates(const std::string& path, const 
   std::vector<std::string> candidates;
   const size_t slash = executable.find_last_of('/');
   if (slash != std::string::npos) {
-    candidates.push_back(executable.substr(0, slash) + "/../lib/" SARVIK_MODULE_FILE);
+    const std::string folder = executable.substr(0, slash);
+    candidates.push_back(folder + "/../lib/" SARVIK_MODULE_FILE);
+    candidates.push_back(folder + "/../lib/sarvik/" SARVIK_MODULE_FILE);
   }
 #ifdef SARVIK_MODULE_DIR
   candidates.push_back(SARVIK_MODULE_DIR "/" SARVIK_MODULE_FILE);
