@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -62,6 +63,9 @@ GType streamEnumType() {
 // Everything the element owns while it runs; made in init, gone in finalize.
 struct SrcState {
   // Set in start(), cleared in stop(); the streaming thread uses them between.
+  // Caps and latency queries may come from any thread at any time: they copy
+  // `camera` and `modes` under `lock`, which start() and stop() take to change them.
+  std::mutex lock;
   std::shared_ptr<sarvik_gst::Session> session;
   std::shared_ptr<sarvik_gst::SharedCamera> camera;
   std::shared_ptr<sarvik_gst::FrameLedger> ledger;
@@ -75,6 +79,7 @@ struct SrcState {
 
   // Negotiated.
   int modeIndex = -1;
+  std::atomic<int> fps{-1};  // of the negotiated mode, for latency queries
   GstVideoInfo info;
   bool downstreamVideoMeta = false;
 
@@ -138,13 +143,22 @@ bool openCamera(GstSarvikSrc* self, SrcState* s) {
     GST_ELEMENT_ERROR(self, LIBRARY, INIT, ("%s", error.c_str()), (nullptr));
     return false;
   }
-  s->camera = s->session->openCamera(selector, &error);
+  std::shared_ptr<sarvik_gst::SharedCamera> camera = s->session->openCamera(selector, &error);
+  {
+    std::lock_guard<std::mutex> guard(s->lock);
+    s->camera = camera;
+  }
   if (!s->camera) {
     GST_ELEMENT_ERROR(self, RESOURCE, NOT_FOUND, ("%s", error.c_str()), ("device=\"%s\"", selector.c_str()));
     return false;
   }
   int32_t status = 0;
-  s->modes = sarvik_gst::readModes(s->camera->context(), s->camera->device(), s->sensorType, &status);
+  std::vector<SarvikModeRecord> modes =
+      sarvik_gst::readModes(s->camera->context(), s->camera->device(), s->sensorType, &status);
+  {
+    std::lock_guard<std::mutex> guard(s->lock);
+    s->modes = std::move(modes);
+  }
   if (s->modes.empty()) {
     GST_ELEMENT_ERROR(self, RESOURCE, NOT_FOUND,
                       ("camera %s has no %s stream", s->camera->address().c_str(), streamName(s->sensorType)),
@@ -178,10 +192,16 @@ void releaseAll(SrcState* s) {
   // Frames still lent to the pipeline keep the ledger, and through it the
   // camera and the context, until GStreamer frees them.
   s->ledger.reset();
-  s->camera.reset();
+  std::shared_ptr<sarvik_gst::SharedCamera> camera;
+  {
+    std::lock_guard<std::mutex> guard(s->lock);
+    camera = std::move(s->camera);
+    s->modes.clear();
+  }
+  camera.reset();  // may close the device: not under the lock
   s->session.reset();
-  s->modes.clear();
   s->modeIndex = -1;
+  s->fps = -1;
 }
 
 gboolean srcStart(GstBaseSrc* base) {
@@ -217,31 +237,36 @@ gboolean srcStop(GstBaseSrc* base) {
 // ---------------------------------------------------------------------------
 // Negotiation
 
-// The camera's current mode, or null. Another element already streaming this
-// sensor fixes the mode for everyone: the camera runs one mode per sensor.
-const typedefSarvikFrameMode* currentMode(SrcState* s) {
-  return s->camera->context()->getCurrentFrameMode(s->camera->device(), s->sensorType);
+// The camera's current mode, or null.
+const typedefSarvikFrameMode* currentMode(const sarvik_gst::SharedCamera& camera, uint32_t sensorType) {
+  return camera.context()->getCurrentFrameMode(camera.device(), sensorType);
 }
+const typedefSarvikFrameMode* currentMode(SrcState* s) { return currentMode(*s->camera, s->sensorType); }
 
-bool sensorShared(SrcState* s) { return s->camera->streamers(s->sensorType) > 1; }
-
+// Another element already streaming the sensor fixes its mode for everyone:
+// a camera runs one mode per sensor.
 GstCaps* srcGetCaps(GstBaseSrc* base, GstCaps* filter) {
   GstSarvikSrc* self = GST_SARVIK_SRC(base);
   SrcState* s = self->state;
+  std::shared_ptr<sarvik_gst::SharedCamera> camera;
+  std::vector<SarvikModeRecord> modes;
+  {
+    std::lock_guard<std::mutex> guard(s->lock);
+    camera = s->camera;
+    modes = s->modes;
+  }
   GstCaps* caps = nullptr;
-  if (!s->camera) {
+  if (!camera || modes.empty()) {
     caps = gst_pad_get_pad_template_caps(GST_BASE_SRC_PAD(base));
   } else {
-    const typedefSarvikFrameMode* current = currentMode(s);
-    if (sensorShared(s) && current != nullptr && s->modeIndex < 0) {
-      std::vector<SarvikModeRecord> only;
-      for (const SarvikModeRecord& m : s->modes) {
-        if (sarvikModeEquals(m.mode, *current)) only.push_back(m);
-      }
-      caps = sarvik_gst::modesToCaps(only, s->selector, current);
-    } else {
-      caps = sarvik_gst::modesToCaps(s->modes, s->selector, current);
+    const typedefSarvikFrameMode* current = currentMode(*camera, s->sensorType);
+    const bool othersStream = camera->streamers(s->sensorType) > 1 && s->fps < 0;
+    if (othersStream && current != nullptr) {
+      modes.erase(std::remove_if(modes.begin(), modes.end(),
+                                 [&](const SarvikModeRecord& m) { return !sarvikModeEquals(m.mode, *current); }),
+                  modes.end());
     }
+    caps = sarvik_gst::modesToCaps(modes, s->selector, current);
   }
   if (filter != nullptr) {
     GstCaps* narrowed = gst_caps_intersect_full(filter, caps, GST_CAPS_INTERSECT_FIRST);
@@ -318,6 +343,7 @@ gboolean srcSetCaps(GstBaseSrc* base, GstCaps* caps) {
   s->info = info;
   if (!openStream(self, s, index)) return FALSE;
   s->modeIndex = index;
+  s->fps = sarvikModeFps(s->modes[index].mode);
   GST_INFO_OBJECT(self, "mode %s", sarvik_gst::describeMode(s->modes[index]).c_str());
   return TRUE;
 }
@@ -326,14 +352,15 @@ gboolean srcDecideAllocation(GstBaseSrc* base, GstQuery* query) {
   if (!GST_BASE_SRC_CLASS(gst_sarvik_src_parent_class)->decide_allocation(base, query)) return FALSE;
   SrcState* s = GST_SARVIK_SRC(base)->state;
   s->downstreamVideoMeta = gst_query_find_allocation_meta(query, GST_VIDEO_META_API_TYPE, nullptr);
+  GST_DEBUG_OBJECT(base, "downstream %s GstVideoMeta", s->downstreamVideoMeta ? "reads" : "does not read");
   return TRUE;
 }
 
 gboolean srcQuery(GstBaseSrc* base, GstQuery* query) {
   SrcState* s = GST_SARVIK_SRC(base)->state;
-  if (GST_QUERY_TYPE(query) == GST_QUERY_LATENCY && s->modeIndex >= 0) {
+  const int fps = s->fps;
+  if (GST_QUERY_TYPE(query) == GST_QUERY_LATENCY && fps >= 0) {
     // One frame: the camera delivers an image a frame time after exposure starts.
-    const int fps = sarvikModeFps(s->modes[s->modeIndex].mode);
     const GstClockTime frame = fps > 0 ? gst_util_uint64_scale_int(GST_SECOND, 1, fps) : 0;
     gst_query_set_latency(query, TRUE, frame, fps > 0 ? 2 * frame : GST_CLOCK_TIME_NONE);
     return TRUE;
@@ -402,7 +429,10 @@ GstBuffer* wrapFrame(GstSarvikSrc* self, SrcState* s, typedefSarvikFrame* frame,
   const bool defaultStride = GST_VIDEO_INFO_PLANE_STRIDE(&s->info, 0) == rowBytes;
   if (!defaultStride && !s->downstreamVideoMeta) return nullptr;
   GstMemory* memory = s->ledger->lend(frame, packed, lendLimit(self, s));
-  if (memory == nullptr) return nullptr;
+  if (memory == nullptr) {
+    GST_LOG_OBJECT(self, "%d frames lent: frame %u is copied", s->ledger->lent(), frame->frameNumber);
+    return nullptr;
+  }
   GstBuffer* buffer = gst_buffer_new();
   gst_buffer_append_memory(buffer, memory);
   if (!defaultStride) {
