@@ -113,10 +113,10 @@ TEST(SourceMemory, MaxWrappedZeroCopiesEveryFrame) {
   EXPECT_EQ(uint64Property(pipeline.element("src"), "wrapped"), 0u);
 }
 
-TEST(SourceSharing, DepthAndColourOfOneCameraRunSideBySide) {
+TEST(SourceSharing, DepthAndColourOfOneCameraNamedTwoWaysShareTheOpenedDevice) {
   Pipeline pipeline(
-      "sarviksrc name=depth stream=depth num-buffers=20 ! fakesink name=dsink "
-      "sarviksrc name=colour stream=color num-buffers=20 ! fakesink name=csink");
+      "sarviksrc name=depth device=0 stream=depth num-buffers=20 ! fakesink name=dsink "
+      "sarviksrc name=colour device=usb://sim/0 stream=color num-buffers=20 ! fakesink name=csink");
   BufferLog depth(pipeline.element("dsink"));
   BufferLog colour(pipeline.element("csink"));
   const Outcome outcome = pipeline.run();
