@@ -95,6 +95,22 @@ TEST(Unplug, MidStreamEndsWithEosWhenAskedTo) {
   EXPECT_GE(seen, 5u);
 }
 
+TEST(Unplug, EndsEveryElementThatSharesTheCamera) {
+  Pipeline pipeline(
+      "sarviksrc stream=depth eos-on-unplug=true ! fakesink name=dsink "
+      "sarviksrc stream=color eos-on-unplug=true ! fakesink name=csink");
+  BufferLog depth(pipeline.element("dsink"));
+  BufferLog colour(pipeline.element("csink"));
+  ASSERT_NE(pipeline.play(), GST_STATE_CHANGE_FAILURE);
+  ASSERT_TRUE(waitUntil([&] { return depth.count() >= 3 && colour.count() >= 3; }));
+  controlCamera(std::string("unplug ") + kCamera);
+  // A bin posts EOS only once every sink has it.
+  const Outcome outcome = pipeline.wait(seconds(20));
+  pipeline.stop();
+  controlCamera(std::string("plug ") + kCamera);
+  EXPECT_TRUE(outcome.eos) << outcome;
+}
+
 TEST(Unplug, TheCameraStreamsAgainOncePluggedBackAndReopened) {
   size_t seen = 0;
   ASSERT_TRUE(unplugMidStream("eos-on-unplug=true", &seen).eos);
