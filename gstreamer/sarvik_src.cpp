@@ -538,7 +538,7 @@ gboolean srcUnlockStop(GstBaseSrc* base) {
 // ---------------------------------------------------------------------------
 // GObject
 
-void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* spec) {
+void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* pspec) {
   GstSarvikSrc* self = GST_SARVIK_SRC(object);
   GST_OBJECT_LOCK(self);
   switch (id) {
@@ -553,12 +553,12 @@ void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* spe
       break;
     case PROP_EOS_ON_UNPLUG: self->eosOnUnplug = g_value_get_boolean(value); break;
     case PROP_MAX_WRAPPED: self->maxWrapped = g_value_get_int(value); break;
-    default: G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec); break;
+    default: G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec); break;
   }
   GST_OBJECT_UNLOCK(self);
 }
 
-void getProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) {
+void getProperty(GObject* object, guint id, GValue* value, GParamSpec* pspec) {
   GstSarvikSrc* self = GST_SARVIK_SRC(object);
   GST_OBJECT_LOCK(self);
   switch (id) {
@@ -569,7 +569,7 @@ void getProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) {
     case PROP_MAX_WRAPPED: g_value_set_int(value, self->maxWrapped); break;
     case PROP_WRAPPED: g_value_set_uint64(value, self->state->wrapped.load()); break;
     case PROP_COPIES: g_value_set_uint64(value, self->state->copies.load()); break;
-    default: G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec); break;
+    default: G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec); break;
   }
   GST_OBJECT_UNLOCK(self);
 }

@@ -197,6 +197,7 @@ struct SeenBuffer {
   GstClockTime pts = GST_CLOCK_TIME_NONE;
   guint64 offset = 0;
   bool frameMemory = false;  // one memory, and it is the frame's own buffer
+  uint64_t frameStamp = 0;   // of that frame, when frameMemory
 };
 
 class BufferLog {
@@ -231,6 +232,7 @@ class BufferLog {
       GstMapInfo map;
       if (frame != nullptr && gst_memory_map(memory, &map, GST_MAP_READ)) {
         seen.frameMemory = frame->data == map.data && frame->dataSize >= map.size;
+        seen.frameStamp = frame->frameStamp;
         gst_memory_unmap(memory, &map);
       }
     }

@@ -81,6 +81,22 @@ TEST(SourceToFiles, DepthBecomesSixteenBitPngFilesWithTheDepthValues) {
 }
 #endif
 
+TEST(SourceToFiles, ColourEncodedToWebmPlaysBackAtTheCamerasSize) {
+  const std::string file = scratchFolder("colour-webm") + "/colour.webm";
+  // The README's encoding pipeline, bounded.
+  Pipeline encode("sarviksrc stream=color num-buffers=10 ! videoconvert ! vp8enc deadline=1 ! webmmux ! "
+                  "filesink location=" + file);
+  const Outcome encoded = encode.run(seconds(60));
+  ASSERT_TRUE(encoded.eos) << encoded;
+  Pipeline decode("filesrc location=" + file + " ! matroskademux ! vp8dec ! fakesink name=sink");
+  BufferLog log(decode.element("sink"));
+  const Outcome decoded = decode.run(seconds(60));
+  ASSERT_TRUE(decoded.eos) << decoded;
+  EXPECT_EQ(log.count(), 10u);
+  EXPECT_NE(sinkCaps(decode.element("sink")).find("width=(int)640, height=(int)480"), std::string::npos)
+      << sinkCaps(decode.element("sink"));
+}
+
 // Bytes of every buffer an app sink receives, in order, with the caps.
 struct Received {
   std::mutex lock;

@@ -36,6 +36,8 @@ TEST_P(StreamFormats, ThirtyBuffersOfTheModesSizeAndCapsEachTheFramesOwnMemory) 
     EXPECT_TRUE(buffers[i].frameMemory) << "buffer " << i << " is not the frame's buffer";
     if (i > 0) {
       EXPECT_GT(buffers[i].pts, buffers[i - 1].pts) << i;
+      EXPECT_EQ(buffers[i].pts - buffers[0].pts, (buffers[i].frameStamp - buffers[0].frameStamp) * GST_USECOND)
+          << "the stamp, in microseconds, counted from the first frame";
       EXPECT_GT(buffers[i].offset, buffers[i - 1].offset) << "frame numbers go up";
     }
   }
