@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <condition_variable>
 #include <utility>
 
 #include "sarvik/SarvikDevicePick.h"
@@ -54,8 +55,13 @@ bool loadModule(sarvik::ModuleLoader* loader, std::string* error) {
   return false;
 }
 
+// The context is one object per process: a session that is being torn down
+// must be gone before the next one asks the module for its context, or both
+// would hold the same object and the old one would shut it down under the new.
 std::mutex g_sessionLock;
+std::condition_variable g_sessionGone;
 std::weak_ptr<Session> g_session;  // guarded by g_sessionLock
+bool g_sessionAlive = false;       // guarded by g_sessionLock; true until its teardown ends
 
 }  // namespace
 
@@ -116,13 +122,23 @@ void SharedCamera::markGone() {
 // ---------------------------------------------------------------------------
 
 std::shared_ptr<Session> Session::acquire(std::string* error) {
-  std::lock_guard<std::mutex> guard(g_sessionLock);
-  std::shared_ptr<Session> session = g_session.lock();
-  if (session) return session;
-  session.reset(new Session());
-  if (!session->start(error)) return nullptr;
+  std::unique_lock<std::mutex> guard(g_sessionLock);
+  if (std::shared_ptr<Session> session = g_session.lock()) return session;
+  // The last reference went, but the teardown may still be running.
+  g_sessionGone.wait(guard, [] { return !g_sessionAlive; });
+  std::unique_ptr<Session> fresh(new Session());
+  if (!fresh->start(error)) return nullptr;
+  std::shared_ptr<Session> session(fresh.release(), &Session::destroy);
   g_session = session;
+  g_sessionAlive = true;
   return session;
+}
+
+void Session::destroy(Session* session) {
+  std::lock_guard<std::mutex> guard(g_sessionLock);
+  delete session;
+  g_sessionAlive = false;
+  g_sessionGone.notify_all();
 }
 
 bool Session::start(std::string* error) {

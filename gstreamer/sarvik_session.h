@@ -87,6 +87,8 @@ class Session : public std::enable_shared_from_this<Session> {
  private:
   Session() = default;
   bool start(std::string* error);
+  // The deleter of the shared session: tears it down under the process lock.
+  static void destroy(Session* session);
   void forget(const std::string& address, sarvik::Device* device);
   static void onDeviceState(const char* address, const char* serial, uint32_t state, void* user);
 
