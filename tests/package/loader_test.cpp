@@ -24,6 +24,9 @@ TEST(ModuleCandidates, BesideTheProgramThenInstalledFoldersThenBareName) {
       "/opt/app/bin/../lib/sarvik/" SARVIK_MODULE_FILE,
       "/opt/app/bin/../lib64/sarvik/" SARVIK_MODULE_FILE,
       "/usr/lib/sarvik-test/" SARVIK_MODULE_FILE,
+#ifdef SARVIK_INSTALLED_MODULE_DIR  // an installed SDK's header on the system include path
+      SARVIK_INSTALLED_MODULE_DIR "/" SARVIK_MODULE_FILE,
+#endif
       SARVIK_MODULE_FILE,
   };
   EXPECT_EQ(sarvik::moduleCandidates("", "", "/opt/app/bin/prog"), expected);
@@ -31,7 +34,11 @@ TEST(ModuleCandidates, BesideTheProgramThenInstalledFoldersThenBareName) {
 }
 
 TEST(ModuleCandidates, UnknownProgramFileSkipsTheRelativeFolders) {
-  const std::vector<std::string> expected = {"/usr/lib/sarvik-test/" SARVIK_MODULE_FILE, SARVIK_MODULE_FILE};
+  const std::vector<std::string> expected = {"/usr/lib/sarvik-test/" SARVIK_MODULE_FILE,
+#ifdef SARVIK_INSTALLED_MODULE_DIR
+                                             SARVIK_INSTALLED_MODULE_DIR "/" SARVIK_MODULE_FILE,
+#endif
+                                             SARVIK_MODULE_FILE};
   EXPECT_EQ(sarvik::moduleCandidates("", nullptr, ""), expected);
   EXPECT_EQ(sarvik::moduleCandidates("", nullptr, "prog-without-folder"), expected);
 }
