@@ -74,7 +74,7 @@ int main(int argc, char** argv) {
   sarvik::VideoStream* stream = nullptr;
   typedefSarvikFrame* frame = nullptr;
   if (!check("openStream(depth)", sdk->openStream(context.device(), SARVIK_STREAM_DEPTH, &stream, nullptr, nullptr)) ||
-      !check("readFrame", sdk->readFrame(stream, &frame, 2000))) {
+      !check("readFrame", sdk->readFrame(stream, &frame, 10000))) {
     return 1;
   }
   if (frame->dataSize < uint64_t{frame->width} * frame->height * 2) {

@@ -19,7 +19,7 @@ int main(int argc, char** argv) {
   }
   for (int i = 0; i < 30; ++i) {
     typedefSarvikFrame* frame = nullptr;
-    if (!check("readFrame", sdk->readFrame(stream, &frame, 2000))) return 1;  // waits up to 2 s
+    if (!check("readFrame", sdk->readFrame(stream, &frame, 10000))) return 1;  // waits up to 10 s
     // 16-bit samples; the record and its pixels stay valid until the release.
     const uint16_t* depth = static_cast<const uint16_t*>(frame->data);
     const uint64_t centre = uint64_t{frame->height / 2} * frame->width + frame->width / 2;

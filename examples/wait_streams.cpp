@@ -21,10 +21,12 @@ int main(int argc, char** argv) {
   unsigned counts[3] = {0, 0, 0};
   for (int n = 0; n < 90; ++n) {
     sarvik::VideoStream* ready = nullptr;
-    if (!check("waitForStreams", sdk->waitForStreams(streams, 3, &ready, 2000))) return 1;
-    // The frame that woke us is still queued on `ready`: take it at once.
+    if (!check("waitForStreams", sdk->waitForStreams(streams, 3, &ready, 10000))) return 1;
+    // Usually the frame that woke us is still queued on `ready`. A wake-up
+    // can also be for a frame an earlier readFrame already took; then the
+    // read waits for that stream's next frame instead of failing.
     typedefSarvikFrame* frame = nullptr;
-    if (!check("readFrame", sdk->readFrame(ready, &frame, 0))) return 1;
+    if (!check("readFrame", sdk->readFrame(ready, &frame, 10000))) return 1;
     for (int i = 0; i < 3; ++i) {
       if (streams[i] == ready) ++counts[i];
     }
