@@ -50,7 +50,8 @@ fi
 
 step "the installed module: no RPATH, exactly two exports"
 module=$prefix/$module_dir/libSarvikCommonDriver.so
-! readelf -d "$module" | grep -Eq 'RPATH|RUNPATH' || fail "installed module carries an RPATH"
+dynamic=$(readelf -d "$module")
+! grep -Eq 'RPATH|RUNPATH' <<<"$dynamic" || fail "installed module carries an RPATH"
 exports=$(nm -D --defined-only "$module" | awk '{print $3}' | sort | tr '\n' ' ')
 [ "$exports" = "ContextFactory deleteContext " ] || fail "module exports: $exports"
 
@@ -63,7 +64,7 @@ mkdir "$work/abi-scratch"
 run_examples() {  # folder with the six programs, label
   local bin=$1
   (cd "$work" &&
-    run "$bin/list_devices" | grep -q 'usb://sim/0' &&
+    run "$bin/list_devices" >"$work/$2.devices" && grep -q 'usb://sim/0' "$work/$2.devices" &&
     run "$bin/read_depth" >/dev/null &&
     run "$bin/frame_callback" >/dev/null &&
     run "$bin/wait_streams" >/dev/null &&
@@ -119,9 +120,16 @@ if [ $have_sarvik = yes ]; then
   [ -x "$work/root/usr/bin/sarvik" ] || fail "the package lacks /usr/bin/sarvik"
   env_module=()
   grep -q SarvikLoader.h "$src"/tools/*.cpp || env_module=(SARVIK_MODULE="$work/root/usr/$module_dir/libSarvikCommonDriver.so")
-  env "${env_module[@]}" timeout 60 "$work/root/usr/bin/sarvik" devices | grep -q 'usb://sim/0' ||
-    fail "sarvik of the unpacked package lists no usb://sim/0"
+  # Output to a file first: grep -q ending a pipe early would fail it by SIGPIPE.
+  env "${env_module[@]}" timeout 60 "$work/root/usr/bin/sarvik" devices >"$work/root-devices.txt" &&
+    grep -q 'usb://sim/0' "$work/root-devices.txt" || fail "sarvik of the unpacked package lists no usb://sim/0"
 fi
+
+step "the CMake package still points at the module once the tree has moved"
+mv "$prefix" "$work/moved"
+"$cmake" -S "$src/examples" -B "$work/moved-examples" -DCMAKE_PREFIX_PATH="$work/moved" >"$work/moved.log"
+grep -q "SARVIK_MODULE_DIR=.*$work/moved/$module_dir" "$work/moved-examples/CMakeFiles/list_devices.dir/flags.make" ||
+  fail "Sarvik::sdk of a moved tree does not name $work/moved/$module_dir"
 
 step "an install into a prefix that cannot be made fails with CMake's message"
 if "$cmake" --install "$build" --prefix /dev/null/sarvik >"$work/bad.log" 2>&1; then
