@@ -1,7 +1,29 @@
+# Test and benchmark libraries are optional: without one, its part is switched
+# off with one configure message and everything else still builds.
+#
 # sarvik_add_test(NAME name SOURCES ... [LIBS ...] [LABELS unit|stress])
 # One GoogleTest executable per call, registered with ctest under its label.
 find_package(GTest QUIET)
+if(TARGET GTest::gmock AND TARGET GTest::gtest_main)
+  set(SARVIK_HAVE_GTEST ON)
+else()
+  set(SARVIK_HAVE_GTEST OFF)
+  message(STATUS "GoogleTest (libgtest-dev, libgmock-dev) not found: unit and stress tests are off "
+                 "(scripts/install-deps.sh --test installs it)")
+endif()
+
+if(SARVIK_BUILD_BENCH)
+  find_package(benchmark QUIET)
+  if(NOT TARGET benchmark::benchmark)
+    message(STATUS "Google Benchmark (libbenchmark-dev) not found: benchmarks built on it are off "
+                   "(scripts/install-deps.sh --test installs it)")
+  endif()
+endif()
+
 function(sarvik_add_test)
+  if(NOT SARVIK_HAVE_GTEST)
+    return()
+  endif()
   cmake_parse_arguments(T "" "NAME" "SOURCES;LIBS;LABELS" ${ARGN})
   if(NOT T_LABELS)
     set(T_LABELS unit)

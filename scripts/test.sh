@@ -2,7 +2,7 @@
 # Builds everything in build/ and runs every test. Usage: scripts/test.sh [-L unit]
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/install-deps.sh
-cmake -S . -B build >/dev/null
+scripts/install-deps.sh --test
+cmake -S . -B build
 cmake --build build -j"$(nproc)"
 ctest --test-dir build --output-on-failure -j"$(nproc)" "$@"

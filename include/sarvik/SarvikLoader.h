@@ -11,9 +11,13 @@
 //
 // The module is looked for, in this order: the path given to load(); the
 // environment variable SARVIK_MODULE; ../lib/ and ../lib/sarvik/ beside the
-// running program (the build tree and an installed tree put it there); SARVIK_MODULE_DIR,
-// when the build defines it (the installed package does); and last the bare
-// name through the dynamic loader's own search (LD_LIBRARY_PATH, ld.so.cache).
+// running program (the build tree and an installed tree put it there), and
+// SARVIK_MODULE_DIR_FROM_BIN beside it when the program's build defines that
+// relative folder; SARVIK_MODULE_DIR, when the build defines it (the CMake
+// target Sarvik::sdk does); the folder an installation recorded in
+// sarvik/SarvikInstallDirs.h, when that header is on the include path (so a
+// plain -I, as from pkg-config, suffices); and last the bare name through the
+// dynamic loader's own search (LD_LIBRARY_PATH, ld.so.cache).
 #ifndef SARVIK_LOADER_H
 #define SARVIK_LOADER_H
 
@@ -26,6 +30,12 @@
 #include <vector>
 
 #include "sarvik/SarvikBaseContext.h"
+
+#if defined(__has_include)
+#if __has_include("sarvik/SarvikInstallDirs.h")
+#include "sarvik/SarvikInstallDirs.h"
+#endif
+#endif
 
 #define SARVIK_MODULE_FILE "libSarvikCommonDriver.so"
 #define SARVIK_ENV_MODULE "SARVIK_MODULE"
@@ -52,9 +62,15 @@ inline std::vector<std::string> moduleCandidates(const std::string& path, const 
     const std::string folder = executable.substr(0, slash);
     candidates.push_back(folder + "/../lib/" SARVIK_MODULE_FILE);
     candidates.push_back(folder + "/../lib/sarvik/" SARVIK_MODULE_FILE);
+#ifdef SARVIK_MODULE_DIR_FROM_BIN
+    candidates.push_back(folder + "/" SARVIK_MODULE_DIR_FROM_BIN "/" SARVIK_MODULE_FILE);
+#endif
   }
 #ifdef SARVIK_MODULE_DIR
   candidates.push_back(SARVIK_MODULE_DIR "/" SARVIK_MODULE_FILE);
+#endif
+#ifdef SARVIK_INSTALLED_MODULE_DIR
+  candidates.push_back(SARVIK_INSTALLED_MODULE_DIR "/" SARVIK_MODULE_FILE);
 #endif
   candidates.push_back(SARVIK_MODULE_FILE);
   return candidates;
