@@ -5,6 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 kind=$1
 dir=build-$kind
+. scripts/compiler-cache.sh
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:strict_string_checks=1
 export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
