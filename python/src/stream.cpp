@@ -39,9 +39,11 @@ struct Deadline {
   }
   uint32_t nextSlice() const {
     if (unlimited) return kSliceMs;
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
+    // Rounded up, so that a wait never ends before its deadline.
+    const auto left = std::chrono::duration_cast<std::chrono::microseconds>(end - Clock::now()).count();
     if (left <= 0) return 0;
-    return left < kSliceMs ? static_cast<uint32_t>(left) : kSliceMs;
+    const auto ms = (left + 999) / 1000;
+    return ms < kSliceMs ? static_cast<uint32_t>(ms) : kSliceMs;
   }
   bool passed() const { return !unlimited && Clock::now() >= end; }
 };
