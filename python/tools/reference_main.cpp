@@ -2,7 +2,7 @@
 // Python in between:
 //   cloud DEPTH W H FX FY CX CY SCALE ENCODING CLIP OUT      depthToPointCloud
 //   coloured DEPTH W H SCALE ENCODING POINTS COLOURS         depthToColouredCloud
-//   readloop ADDRESS SENSOR FRAMES                           a plain readFrame loop
+//   readloop ADDRESS SENSOR FRAMES [PAUSE_US]                a plain readFrame loop
 // DEPTH is raw little-endian uint16 samples, outputs raw float32. readloop
 // prints "frames N seconds S cpu C stalls T" (C:
 // the reading thread's CPU time, T: reads that timed out while frames came).
@@ -12,6 +12,7 @@
 #include <cstring>
 #include <ctime>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "sarvik/SarvikBaseContext.h"
@@ -76,7 +77,10 @@ int cloud(SarvikBaseContext* context, int argc, char** argv, bool coloured) {
 }
 
 int readLoop(SarvikBaseContext* context, int argc, char** argv) {
-  if (argc != 5) return usage();
+  if (argc != 5 && argc != 6) return usage();
+  // A pause before each read leaves a frame queued, so the read takes the
+  // fast path; the pause itself costs next to no CPU time.
+  const long pauseUs = argc == 6 ? std::strtol(argv[5], nullptr, 10) : 0;
   auto fail = [](const char* what, int32_t status) {
     std::fprintf(stderr, "%s failed: %d\n", what, static_cast<int>(status));
     return 1;
@@ -101,6 +105,7 @@ int readLoop(SarvikBaseContext* context, int argc, char** argv) {
   long got = 0;
   long stalls = 0;
   while (got < frames) {
+    if (pauseUs > 0) std::this_thread::sleep_for(std::chrono::microseconds(pauseUs));
     status = context->readFrame(stream, &frame, 1000);
     // A wait that misses its wake-up ends in a time-out although frames keep
     // coming; count it and go on, as a real application would.
