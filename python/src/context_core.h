@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <shared_mutex>
 #include <string>
@@ -16,6 +17,17 @@
 #include "runtime.h"
 
 namespace sarvik_py {
+
+// Keeps `object` alive until the process ends. For an object the module still
+// points at when its Python owner goes away on a thread where the module
+// refuses to let go of it (a frame callback's own thread).
+template <class T>
+void keepUntilExit(std::shared_ptr<T> object) {
+  static std::mutex lock;
+  static auto* kept = new std::vector<std::shared_ptr<void>>();
+  std::lock_guard<std::mutex> guard(lock);
+  kept->push_back(std::move(object));
+}
 
 class ContextCore {
  public:

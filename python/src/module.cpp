@@ -67,6 +67,10 @@ class Context {
     } catch (py::error_already_set&) {
       PyErr_Clear();
     }
+    // Dropped on a frame callback's thread, where the module refuses to shut
+    // down: its device-state callback still points at the core. The exit
+    // hook closes it.
+    if (m_core->isOpen()) keepUntilExit(m_core);
   }
 
   std::vector<DeviceInfo> devices() {

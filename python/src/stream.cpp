@@ -79,7 +79,12 @@ Stream::Stream(py::object device, std::shared_ptr<ContextCore> context, sarvik::
   }
 }
 
-Stream::~Stream() { stopQuietly(); }
+Stream::~Stream() {
+  stopQuietly();
+  // Dropped on its own callback thread, where the module refuses to stop it:
+  // the module still calls back with the core, so the core must outlive us.
+  if (started()) keepUntilExit(m_core);
+}
 
 void Stream::start() {
   if (started()) return;

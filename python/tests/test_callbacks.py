@@ -136,3 +136,19 @@ def test_frame_data_in_a_callback_is_zero_copy(camera):
     stream.stop()
     assert all(same[:3])
     assert np.all(np.array(same[:3]))
+
+
+def test_a_stream_dropped_inside_its_own_callback_keeps_running_safely(camera):
+    holder = {}
+    calls = []
+
+    def callback(frame):
+        calls.append(frame.frame_number)
+        holder.pop("stream", None)  # the last reference goes, on the stream's own thread
+
+    stream = camera.stream("depth")
+    stream.on_frame(callback)
+    stream.start()
+    holder["stream"] = stream
+    del stream
+    assert wait_until(lambda: len(calls) >= 10)  # still called: nothing was freed under it
