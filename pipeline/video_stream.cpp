@@ -3,6 +3,7 @@
 #include "logging/error_codes.h"
 #include "logging/last_error.h"
 #include "logging/log_bridge.h"
+#include "logging/module_reporter.h"
 #include "pipeline/sensor.h"
 #include "platform/critical_section_impl.h"
 #include "platform/event_impl.h"
@@ -33,9 +34,9 @@ VideoStream::VideoStream(Device* device, Sensor* sensor)
       m_frameCallBack(nullptr),
       m_callBackUserData(nullptr) {
   logMessage(1, "Create newFrameThreadFunc");
-  m_newFrameThread = new ThreadImpl(newFrameThreadFunc, this, "Stream Thread");
+  m_newFrameThread = new ThreadImpl(newFrameThreadFunc, this, "Stream Thread", moduleReporter());
   m_newFrameEvent = new EventImpl();
-  m_callBackThread = new ThreadImpl(NewCallFrameBackProcess, this, "Stream CallBack");
+  m_callBackThread = new ThreadImpl(NewCallFrameBackProcess, this, "Stream CallBack", moduleReporter());
   m_callBackEvent = new EventImpl();
   m_queueLock = new CriticalSectionImpl();
 }
