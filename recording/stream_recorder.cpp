@@ -162,28 +162,30 @@ void StreamRecorder::onStreamFrame(VideoStream* stream) {
   if (stream->getFrame(frame, false) != 0 || !frame) return;
 
   // The index is used up before any check, so a dropped frame leaves a gap.
-  FrameTag tag;
+  SarvikRecordTag tag;
   tag.streamType = static_cast<uint16_t>(type);
   tag.frameIndex = headerOf(type).frameCount++;
   tag.frameStamp = frame->frameStamp;
   tag.dataSize = frame->dataSize;
   tag.width = frame->width;
   tag.height = frame->height;
-  tag.data = frame->data;
+  const void* data = frame->data;
 
   if (frame->streamType != type) return;
-  if (tag.dataSize == 0 || tag.data == nullptr || tag.dataSize > frame->bufferCapacity()) return;
+  if (tag.dataSize == 0 || data == nullptr || tag.dataSize > frame->bufferCapacity()) return;
 
   bool tagWritten = false;
   if (!m_file->isOpen()) {
     logMessage(2, "File not opened");
   } else {
-    tagWritten = m_file->write(&tag, static_cast<int32_t>(kFrameTagBytes)) == static_cast<int32_t>(kFrameTagBytes);
+    uint8_t bytes[kSarvikRecordTagBytes];
+    sarvikEncodeRecordTag(tag, bytes);
+    tagWritten = m_file->write(bytes, static_cast<int32_t>(sizeof bytes)) == static_cast<int32_t>(sizeof bytes);
   }
   if (!tagWritten) logMessage(2, "write FrameTag failed, errno:0x%x", static_cast<unsigned>(errno));
   // The data goes out even after a failed tag: the entry is then damaged, and
   // the file has no means to resynchronise either way.
-  if (writeData(tag.data, tag.dataSize) != tag.dataSize) {
+  if (writeData(data, tag.dataSize) != tag.dataSize) {
     logMessage(2, "write Data failed, errno:0x%x", static_cast<unsigned>(errno));
   }
 }
