@@ -7,6 +7,7 @@
 #include "logging/last_error.h"
 #include "platform/file_impl.h"
 #include "platform/local_time.h"
+#include "sarvik/SarvikStatus.h"
 
 namespace sarvik {
 namespace {
@@ -84,9 +85,9 @@ void bmpDefaultName(const std::tm& localTime, char (&out)[kBmpNameSize]) {
 }
 
 int32_t writeBmpSnapshot(const char* fileName, const typedefSarvikFrame& frame, uint32_t bufferCapacity) {
-  if (frame.pixelType != 0) return -8;
+  if (frame.pixelType != 0) return kStatusNoSource;
   uint32_t pixelBytes = 0;
-  if (!pixelBytesOf(frame, bufferCapacity, &pixelBytes)) return -8;
+  if (!pixelBytesOf(frame, bufferCapacity, &pixelBytes)) return kStatusNoSource;
   const uint32_t width = frame.width;
   const uint32_t height = frame.height;
 
@@ -107,7 +108,7 @@ int32_t writeBmpSnapshot(const char* fileName, const typedefSarvikFrame& frame, 
   FileImpl file;
   if (file.open(fileName, false, false, false) != 0) {
     setLastErrorCode(kErrBadArgument);
-    return -4;
+    return kStatusBadArgument;
   }
   // Five writes, in the order the header is laid out; a failing write (a
   // full disk) is not reported, the file is simply short.

@@ -5,6 +5,7 @@
 #include "platform/critical_section_impl.h"
 #include "platform/event_impl.h"
 #include "platform/thread_impl.h"
+#include "sarvik/SarvikStatus.h"
 
 namespace sarvik {
 
@@ -23,7 +24,7 @@ DataPreProcess::~DataPreProcess() {
 }
 
 int32_t DataPreProcess::start(Sensor* sensor) {
-  logMessage(1, "");
+  logMessage(kLogTrace, "");
   if (b_Running.load()) return 0;
   m_sensor = sensor;
   m_thread = new ThreadImpl(preProcessThreadFunc, this, "Data PreProcess Thread", moduleReporter());
@@ -33,7 +34,7 @@ int32_t DataPreProcess::start(Sensor* sensor) {
 }
 
 void DataPreProcess::stop() {
-  logMessage(1, "");
+  logMessage(kLogTrace, "");
   if (b_Running.load()) {
     b_Running.store(false);
     m_event->set();
