@@ -174,7 +174,11 @@ void StreamRecorder::onStreamFrame(VideoStream* stream) {
 
   if (frame->streamType != type) return;
   if (tag.dataSize == 0 || data == nullptr || tag.dataSize > frame->bufferCapacity()) return;
+  writeEntry(tag, data);
+}
 
+// REQUIRES: m_lock is held, so that the tag and its data stay together.
+void StreamRecorder::writeEntry(const SarvikRecordTag& tag, const void* data) {
   bool tagWritten = false;
   if (!m_file->isOpen()) {
     logMessage(kLogWarning, "File not opened");
