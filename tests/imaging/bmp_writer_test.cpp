@@ -143,12 +143,6 @@ TEST_F(BmpWriterTest, AFolderOrAHeldFileIsNotReplaced) {
   EXPECT_EQ(Bytes({'a', 'b', 'c'}), readFile(held));
 }
 
-// A full disk shortens the file without a report.
-TEST_F(BmpWriterTest, AFullDiskIsNotReported) {
-  Bytes pixels(12, 7);
-  EXPECT_EQ(0, sarvik::writeBmpSnapshot("/dev/full", frameOf(2, 2, pixels), 12));
-}
-
 TEST_F(BmpWriterTest, NullOrEmptyNameWritesATimestampNameInTheCurrentDirectory) {
   const fs::path previous = fs::current_path();
   Bytes pixels(12, 0);
