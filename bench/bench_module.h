@@ -6,12 +6,11 @@
 #include <dlfcn.h>
 #include <stdlib.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
 
-#include "sarvik/SarvikBaseContext.h"
+#include "sarvik/SarvikLoader.h"
 
 class BenchModule {
  public:
@@ -21,19 +20,20 @@ class BenchModule {
     if (mkdtemp(folder) == nullptr) throw std::runtime_error("mkdtemp failed");
     m_folder = folder;
     namespace fs = std::filesystem;
-    fs::copy_file(libDir + "/libSarvikCommonDriver.so", m_folder + "/libSarvikCommonDriver.so");
+    fs::copy_file(libDir + "/" SARVIK_MODULE_FILE, m_folder + "/" SARVIK_MODULE_FILE);
     fs::copy_file(plugin, m_folder + "/libSarvikUvcDriver.so");
-    m_module = dlopen((m_folder + "/libSarvikCommonDriver.so").c_str(), RTLD_NOW | RTLD_LOCAL);
+    std::string error;
+    if (!m_loader.load(m_folder + "/" SARVIK_MODULE_FILE, &error)) throw std::runtime_error(error);
+    // The module binds the plug-in itself; this handle only reaches the
+    // plug-in's test controls.
     m_plugin = dlopen((m_folder + "/libSarvikUvcDriver.so").c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (m_module == nullptr || m_plugin == nullptr) throw std::runtime_error(dlerror());
-    auto factory = reinterpret_cast<ContextFactoryFn>(dlsym(m_module, "ContextFactory"));
-    m_delete = reinterpret_cast<DeleteContextFn>(dlsym(m_module, "deleteContext"));
-    m_context = factory();
+    if (m_plugin == nullptr) throw std::runtime_error(dlerror());
+    m_context = m_loader.contextFactory()();
     if (m_context->initialize() != 0) throw std::runtime_error("initialize failed");
   }
   ~BenchModule() {
     m_context->shutdown();
-    m_delete(m_context);
+    m_loader.deleteContext()(m_context);
     std::filesystem::remove_all(m_folder);
   }
   SarvikBaseContext* context() const { return m_context; }
@@ -44,9 +44,8 @@ class BenchModule {
 
  private:
   std::string m_folder;
-  void* m_module = nullptr;
+  sarvik::ModuleLoader m_loader;
   void* m_plugin = nullptr;
-  DeleteContextFn m_delete = nullptr;
   SarvikBaseContext* m_context = nullptr;
 };
 

@@ -5,5 +5,5 @@ if(TARGET benchmark::benchmark AND TARGET sarvik_imaging)
   target_link_libraries(imaging_bench PRIVATE sarvik_imaging sarvik_logging sarvik_platform
                         benchmark::benchmark Threads::Threads ${CMAKE_DL_LIBS})
   target_include_directories(imaging_bench PRIVATE
-                             ${CMAKE_SOURCE_DIR} ${CMAKE_SOURCE_DIR}/include ${CMAKE_SOURCE_DIR}/tests)
+                             ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/tests)
 endif()

@@ -14,9 +14,11 @@
 #include "imaging/coloured_cloud.h"
 #include "imaging/imaging_reference.h"
 #include "imaging/point_cloud.h"
+#include "imaging/simd_level.h"
+#if SARVIK_HAVE_X86_SIMD
 #include "imaging/simd_interleave.h"
 #include "imaging/simd_intrinsics.h"
-#include "imaging/simd_level.h"
+#endif
 
 namespace {
 
@@ -44,6 +46,7 @@ std::vector<uint16_t> sceneDepth(const Size& size) {
 }
 
 // Floors: the same loads and stores as the vector kernels, no arithmetic.
+#if SARVIK_HAVE_X86_SIMD
 __attribute__((target("avx512f,avx512bw,avx512vl"))) void floorPointsAvx512(const uint16_t* depth, size_t pixels,
                                                                              float* out) {
   for (size_t i = 0; i < pixels; i += 16) {
@@ -63,6 +66,8 @@ __attribute__((target("avx512f,avx512bw,avx512vl"))) void floorColouredAvx512(co
     for (int q = 0; q < 4; ++q) _mm512_storeu_ps(colours + 4 * i + 16 * q, v);
   }
 }
+
+#endif
 
 void floorPointsScalar(const uint16_t* depth, size_t pixels, float* out) {
   for (size_t i = 0; i < pixels; ++i) out[3 * i] = out[3 * i + 1] = out[3 * i + 2] = depth[i];
@@ -111,14 +116,17 @@ void pointCloudReference(benchmark::State& state, Size size) {
 
 void pointCloudFloor(benchmark::State& state, Size size) {
   Buffers b(size);
-  const bool wide = sarvik::simdLevelSupported(SimdLevel::kAvx512);
+  [[maybe_unused]] const bool wide = sarvik::simdLevelSupported(SimdLevel::kAvx512);
   for (auto _ : state) {
     float* out = reinterpret_cast<float*>(b.points.data());
+#if SARVIK_HAVE_X86_SIMD
     if (wide) {
       floorPointsAvx512(b.depth.data(), b.depth.size(), out);
-    } else {
-      floorPointsScalar(b.depth.data(), b.depth.size(), out);
+      benchmark::ClobberMemory();
+      continue;
     }
+#endif
+    floorPointsScalar(b.depth.data(), b.depth.size(), out);
     benchmark::ClobberMemory();
   }
   setBytes(state, size, 12);
@@ -159,15 +167,18 @@ void colouredCloudReference(benchmark::State& state, Size size) {
 
 void colouredCloudFloor(benchmark::State& state, Size size) {
   Buffers b(size);
-  const bool wide = sarvik::simdLevelSupported(SimdLevel::kAvx512);
+  [[maybe_unused]] const bool wide = sarvik::simdLevelSupported(SimdLevel::kAvx512);
   for (auto _ : state) {
     float* points = reinterpret_cast<float*>(b.points.data());
     float* colours = reinterpret_cast<float*>(b.colours.data());
+#if SARVIK_HAVE_X86_SIMD
     if (wide) {
       floorColouredAvx512(b.depth.data(), b.depth.size(), points, colours);
-    } else {
-      floorColouredScalar(b.depth.data(), b.depth.size(), points, colours);
+      benchmark::ClobberMemory();
+      continue;
     }
+#endif
+    floorColouredScalar(b.depth.data(), b.depth.size(), points, colours);
     benchmark::ClobberMemory();
   }
   setBytes(state, size, 28);

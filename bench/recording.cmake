@@ -1,5 +1,5 @@
 add_executable(recording_bench ${CMAKE_CURRENT_LIST_DIR}/recording_bench.cpp)
-target_include_directories(recording_bench PRIVATE ${CMAKE_SOURCE_DIR}/include ${CMAKE_SOURCE_DIR})
+target_include_directories(recording_bench PRIVATE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR})
 target_compile_definitions(recording_bench PRIVATE SARVIK_BUILD_LIB_DIR="${CMAKE_LIBRARY_OUTPUT_DIRECTORY}")
 target_link_libraries(recording_bench PRIVATE Threads::Threads ${CMAKE_DL_LIBS})
 add_dependencies(recording_bench SarvikBenchDriver SarvikCommonDriver)

@@ -15,13 +15,13 @@
 
 #include "bench/bench_driver.h"
 #include "bench/bench_module.h"
+#include "sarvik/SarvikRecordFile.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 constexpr uint32_t kDepthBytes = 640 * 480 * 2;
 constexpr uint32_t kColourBytes = 640 * 480 * 3;
-constexpr uint32_t kTagBytes = 26;
 
 uint64_t fileSize(const std::string& path) {
   struct stat info;
@@ -67,7 +67,7 @@ Rate recordFlatOut(BenchModule& module, const std::string& path, double seconds)
   context->closeStream(colour);
   context->closeDevice(device);
   module.pluginSymbol<BenchSetFlatOutFn>("benchSetFlatOut")(false);
-  const double frames = static_cast<double>(bytes) / ((kDepthBytes + kColourBytes) / 2.0 + kTagBytes);
+  const double frames = static_cast<double>(bytes) / ((kDepthBytes + kColourBytes) / 2.0 + kSarvikRecordTagBytes);
   return {bytes / elapsed, frames / elapsed, elapsed * 1e6 / frames};
 }
 
@@ -79,7 +79,8 @@ constexpr int kBuffersPerStream = 5;
 Rate plainFwrite(const std::string& path, double seconds) {
   std::vector<std::vector<char>> depth(kBuffersPerStream, std::vector<char>(kDepthBytes, 1));
   std::vector<std::vector<char>> colour(kBuffersPerStream, std::vector<char>(kColourBytes, 2));
-  std::vector<char> tag(kTagBytes, 3);
+  SarvikRecordTag header{SARVIK_STREAM_DEPTH, 0, 0, kDepthBytes, 640, 480};
+  uint8_t tag[kSarvikRecordTagBytes];
   FILE* file = std::fopen(path.c_str(), "wb");
   uint64_t bytes = 0, frames = 0;
   const auto start = Clock::now();
@@ -87,7 +88,10 @@ Rate plainFwrite(const std::string& path, double seconds) {
   while (elapsed < seconds) {
     const size_t pick = (frames / 2) % kBuffersPerStream;
     const std::vector<char>& data = (frames % 2 == 0) ? depth[pick] : colour[pick];
-    bytes += std::fwrite(tag.data(), 1, tag.size(), file);
+    // Encoded anew each frame, as the recorder does.
+    header.frameIndex = static_cast<uint32_t>(frames);
+    sarvikEncodeRecordTag(header, tag);
+    bytes += std::fwrite(tag, 1, sizeof tag, file);
     bytes += std::fwrite(data.data(), 1, data.size(), file);
     ++frames;
     elapsed = std::chrono::duration<double>(Clock::now() - start).count();

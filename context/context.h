@@ -165,7 +165,6 @@ class Context : public SarvikBaseContext {
 
   // Recording.
   int32_t checkRecordPath(const char* path, char* result);
-  bool makeDirectories(const char* path);
   void detachFromRecorders(VideoStream* stream);
   void forgetStreamInRecorders(VideoStream* stream);
 

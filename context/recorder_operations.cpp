@@ -1,7 +1,6 @@
 // Recorder operations and the record path rules. Every operation holds the
 // context lock from its first step to its end, the opening of the file and
 // the creation of directories included.
-#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -117,16 +116,9 @@ int32_t Context::checkRecordPath(const char* path, char* result) {
     return -1;
   }
   logMessage(1, "Begin check record directory:%s", path);
-  for (char& c : text) {
-    if (c == '\\') c = '/';
-  }
-  std::string dir = "./";
-  std::string name = text;
-  const size_t lastSlash = text.rfind('/');
-  if (!text.empty() && lastSlash != std::string::npos) {
-    dir = text.substr(0, lastSlash + 1);
-    name = text.substr(lastSlash + 1);
-  }
+  std::string dir;
+  std::string name;
+  splitFolderAndName(text, &dir, &name);
   logMessage(1, "FileDir:%s, file name:%s", dir.c_str(), name.c_str());
 
   // A slash at index 0 is the root, never a directory to make.
@@ -155,26 +147,6 @@ int32_t Context::checkRecordPath(const char* path, char* result) {
   }
   std::memcpy(result, finalPath.c_str(), finalPath.size() + 1);
   return 0;
-}
-
-bool Context::makeDirectories(const char* path) {
-  if (path == nullptr) return false;
-  char buffer[257] = {0};
-  std::snprintf(buffer, 256, "%s", path);
-  size_t length = std::strlen(buffer);
-  if (length == 0 || buffer[length - 1] != '/') buffer[length++] = '/';
-  // A prefix that exists already, as a directory or as a plain file, passes:
-  // a file in the way shows only when the record file cannot be opened.
-  for (size_t i = 1; i < length; ++i) {
-    if (buffer[i] != '/') continue;
-    buffer[i] = '\0';
-    if (!pathExists(buffer) && !makeDirectory(buffer)) {
-      std::perror("mkdir error");
-      return false;
-    }
-    buffer[i] = '/';
-  }
-  return true;
 }
 
 }  // namespace sarvik

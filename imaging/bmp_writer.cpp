@@ -5,7 +5,9 @@
 
 #include "logging/error_codes.h"
 #include "logging/last_error.h"
+#include "platform/file_impl.h"
 #include "platform/local_time.h"
+#include "sarvik/SarvikStatus.h"
 
 namespace sarvik {
 namespace {
@@ -65,6 +67,16 @@ bool pixelBytesOf(const typedefSarvikFrame& frame, uint32_t bufferCapacity, uint
   return true;
 }
 
+// FileWrapper::write() takes an int32_t count; a frame may hold more.
+void writeAll(FileWrapper& file, const uint8_t* bytes, size_t count) {
+  constexpr size_t kChunk = size_t{1} << 30;
+  for (size_t done = 0; done < count;) {
+    const size_t step = count - done < kChunk ? count - done : kChunk;
+    if (file.write(bytes + done, static_cast<int32_t>(step)) != static_cast<int32_t>(step)) return;
+    done += step;
+  }
+}
+
 }  // namespace
 
 void bmpDefaultName(const std::tm& localTime, char (&out)[kBmpNameSize]) {
@@ -73,9 +85,9 @@ void bmpDefaultName(const std::tm& localTime, char (&out)[kBmpNameSize]) {
 }
 
 int32_t writeBmpSnapshot(const char* fileName, const typedefSarvikFrame& frame, uint32_t bufferCapacity) {
-  if (frame.pixelType != 0) return -8;
+  if (frame.pixelType != 0) return kStatusNoSource;
   uint32_t pixelBytes = 0;
-  if (!pixelBytesOf(frame, bufferCapacity, &pixelBytes)) return -8;
+  if (!pixelBytesOf(frame, bufferCapacity, &pixelBytes)) return kStatusNoSource;
   const uint32_t width = frame.width;
   const uint32_t height = frame.height;
 
@@ -91,19 +103,21 @@ int32_t writeBmpSnapshot(const char* fileName, const typedefSarvikFrame& frame, 
     fileName = defaultName;
   }
 
-  std::FILE* file = std::fopen(fileName, "wb");
-  if (file == nullptr) {
+  // The file wrapper also keeps out a recorder of this process that writes
+  // the same file: the snapshot then fails instead of cutting the record.
+  FileImpl file;
+  if (file.open(fileName, false, false, false) != 0) {
     setLastErrorCode(kErrBadArgument);
-    return -4;
+    return kStatusBadArgument;
   }
   // Five writes, in the order the header is laid out; a failing write (a
   // full disk) is not reported, the file is simply short.
-  std::fwrite(fileHeader, 1, 8, file);
-  std::fwrite(fileHeader + 8, 1, 2, file);
-  std::fwrite(fileHeader + 10, 1, 4, file);
-  std::fwrite(infoHeader, 1, sizeof infoHeader, file);
-  std::fwrite(pixels.get(), 1, pixelBytes, file);
-  std::fclose(file);
+  writeAll(file, fileHeader, 8);
+  writeAll(file, fileHeader + 8, 2);
+  writeAll(file, fileHeader + 10, 4);
+  writeAll(file, infoHeader, sizeof infoHeader);
+  writeAll(file, pixels.get(), pixelBytes);
+  file.close();
   return 0;
 }
 

@@ -17,11 +17,13 @@ using RowsKernel = void (*)(const ColouredCloudJob&, uint32_t, uint32_t);
 
 RowsKernel rowsKernel(SimdLevel level) {
   switch (usableSimdLevel(level)) {
+#if SARVIK_HAVE_X86_SIMD
     case SimdLevel::kAvx512:
       return colouredRowsAvx512;
     case SimdLevel::kAvx2:
       return colouredRowsAvx2;
-    case SimdLevel::kScalar:
+#endif
+    default:  // kScalar; a build without the x86 kernels knows no other level
       break;
   }
   return colouredRowsScalar;

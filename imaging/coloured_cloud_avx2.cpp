@@ -1,5 +1,8 @@
 // Eight pixels a step, lane for lane the scalar operations in the same order,
 // so the output bits are those of colouredFromSample.
+#include "imaging/simd_level.h"
+
+#if SARVIK_HAVE_X86_SIMD
 #include "imaging/simd_intrinsics.h"
 
 #include "imaging/colour_copy_simd.h"
@@ -57,3 +60,5 @@ __attribute__((target("avx2"))) void colouredRowsAvx2(const ColouredCloudJob& jo
 }
 
 }  // namespace sarvik
+
+#endif  // SARVIK_HAVE_X86_SIMD

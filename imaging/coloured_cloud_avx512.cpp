@@ -1,6 +1,9 @@
 // Sixteen pixels a step, the row's last partial step under a lane mask.
 // Pixels without depth are masked out of every arithmetic step and come out
 // as +0.0, as the scalar path writes them.
+#include "imaging/simd_level.h"
+
+#if SARVIK_HAVE_X86_SIMD
 #include "imaging/simd_intrinsics.h"
 
 #include "imaging/colour_copy_simd.h"
@@ -79,3 +82,5 @@ __attribute__((target("avx512f,avx512bw,avx512vl"))) void colouredRowsAvx512(con
 }
 
 }  // namespace sarvik
+
+#endif  // SARVIK_HAVE_X86_SIMD

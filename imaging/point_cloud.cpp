@@ -83,16 +83,18 @@ int32_t convertDepthToPointCloudWith(SimdLevel level, const uint16_t* depth, uin
   job.points = points;
 
   switch (usableSimdLevel(level)) {
+#if SARVIK_HAVE_X86_SIMD
     case SimdLevel::kAvx512:
       pointCloudAvx512(job);
-      break;
+      return 0;
     case SimdLevel::kAvx2:
       pointCloudAvx2(job);
-      break;
-    case SimdLevel::kScalar:
-      pointCloudScalar(job);
+      return 0;
+#endif
+    default:  // kScalar; a build without the x86 kernels knows no other level
       break;
   }
+  pointCloudScalar(job);
   return 0;
 }
 

@@ -1,6 +1,9 @@
 // Eight pixels a step. Every lane runs the scalar formula's operations in
 // the same order, so the results are bit-identical to pointFromSample; the
 // pixels without depth are zeroed afterwards with a mask.
+#include "imaging/simd_level.h"
+
+#if SARVIK_HAVE_X86_SIMD
 #include "imaging/simd_intrinsics.h"
 
 #include "imaging/point_cloud_kernel.h"
@@ -42,3 +45,5 @@ __attribute__((target("avx2"))) void pointCloudAvx2(const PointCloudJob& job) {
 }
 
 }  // namespace sarvik
+
+#endif  // SARVIK_HAVE_X86_SIMD

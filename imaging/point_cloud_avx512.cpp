@@ -1,6 +1,9 @@
 // Sixteen pixels a step, the row's last partial step under a lane mask.
 // Lanes without depth are masked out of every arithmetic step: they come out
 // as +0.0 and raise no floating-point flags the scalar path would not.
+#include "imaging/simd_level.h"
+
+#if SARVIK_HAVE_X86_SIMD
 #include "imaging/simd_intrinsics.h"
 
 #include "imaging/point_cloud_kernel.h"
@@ -56,3 +59,5 @@ __attribute__((target("avx512f,avx512bw,avx512vl"))) void pointCloudAvx512(const
 }
 
 }  // namespace sarvik
+
+#endif  // SARVIK_HAVE_X86_SIMD

@@ -5,6 +5,12 @@
 #ifndef SARVIK_IMAGING_SIMD_INTRINSICS_H
 #define SARVIK_IMAGING_SIMD_INTRINSICS_H
 
+#include "imaging/simd_level.h"
+
+#if !SARVIK_HAVE_X86_SIMD
+#error "the x86 intrinsics are only for builds with the x86 vector kernels"
+#endif
+
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #include <immintrin.h>

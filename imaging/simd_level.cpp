@@ -3,6 +3,9 @@
 namespace sarvik {
 
 bool simdLevelSupported(SimdLevel level) {
+#if !SARVIK_HAVE_X86_SIMD
+  return level == SimdLevel::kScalar;
+#else
   // libgcc's probe also checks that the OS saves the wide registers.
   __builtin_cpu_init();
   switch (level) {
@@ -15,6 +18,7 @@ bool simdLevelSupported(SimdLevel level) {
              __builtin_cpu_supports("avx512vl");
   }
   return false;
+#endif
 }
 
 SimdLevel usableSimdLevel(SimdLevel level) {

@@ -4,6 +4,16 @@
 #ifndef SARVIK_IMAGING_SIMD_LEVEL_H
 #define SARVIK_IMAGING_SIMD_LEVEL_H
 
+// 1 when this build carries the x86 vector kernels: on x86 only, and not when
+// the build switches them off (SARVIK_NO_X86_SIMD, the CMake option
+// SARVIK_X86_SIMD=OFF), which also shows that the scalar-only build of other
+// architectures compiles. Without them only kScalar is ever supported.
+#if (defined(__x86_64__) || defined(__i386__)) && !defined(SARVIK_NO_X86_SIMD)
+#define SARVIK_HAVE_X86_SIMD 1
+#else
+#define SARVIK_HAVE_X86_SIMD 0
+#endif
+
 namespace sarvik {
 
 enum class SimdLevel {

@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+#include "platform/platform_report.h"
+
 namespace sarvik {
 
 constexpr uint32_t kErrNotInitialized = 0x80300101;
@@ -17,8 +19,8 @@ constexpr uint32_t kErrNoFrame = 0x80300107;
 constexpr uint32_t kErrPeekTimeout = 0x8030010a;
 constexpr uint32_t kErrBadArgument = 0x80300206;
 constexpr uint32_t kErrBadAddress = 0x80300208;
-constexpr uint32_t kErrThreadNotCreated = 0x80300410;
-constexpr uint32_t kErrThreadPriority = 0x80300411;
+// kErrThreadNotCreated = 0x80300410 and kErrThreadPriority = 0x80300411 are
+// defined with the platform layer that reports them.
 constexpr uint32_t kErrStreamCreate = 0x8030059c;
 
 }  // namespace sarvik

@@ -113,17 +113,22 @@ int32_t unbindLogDriver() {
 bool logDriverBound() { return g_bound; }
 
 int32_t logMessage(uint32_t level, const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  const int32_t result = logMessageV(level, format, args);
+  va_end(args);
+  return result;
+}
+
+int32_t logMessageV(uint32_t level, const char* format, va_list args) {
   SarvikLogSimplifyFn simplify = g_simplify.load(std::memory_order_acquire);
   if (simplify == nullptr) return 0;
 
   char buffer[kMessageBufferSize];
   std::memset(buffer, 0, sizeof(buffer));
-  va_list args;
-  va_start(args, format);
   // A negative result is no error: whatever stands in the buffer, usually the
   // empty text, still goes out.
   std::vsnprintf(buffer, kMessageFormatLimit, format, args);
-  va_end(args);
   return simplify(g_moduleTag, static_cast<int32_t>(level), buffer);
 }
 

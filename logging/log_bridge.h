@@ -11,6 +11,7 @@
 #ifndef SARVIK_LOGGING_LOG_BRIDGE_H
 #define SARVIK_LOGGING_LOG_BRIDGE_H
 
+#include <cstdarg>
 #include <cstdint>
 
 namespace sarvik {
@@ -32,6 +33,8 @@ bool logDriverBound();
 // text, cut to 2046 characters. No line end is added. Unbound, returns 0
 // before anything is formatted; bound, returns the plug-in's result.
 int32_t logMessage(uint32_t level, const char* format, ...) __attribute__((format(printf, 2, 3)));
+// The same with the arguments already gathered.
+int32_t logMessageV(uint32_t level, const char* format, va_list args) __attribute__((format(printf, 2, 0)));
 
 // Each hands its argument to the matching export and returns its result;
 // unbound, each returns 0 without a call.

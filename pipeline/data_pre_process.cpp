@@ -1,9 +1,11 @@
 #include "pipeline/data_pre_process.h"
 
 #include "logging/log_bridge.h"
+#include "logging/module_reporter.h"
 #include "platform/critical_section_impl.h"
 #include "platform/event_impl.h"
 #include "platform/thread_impl.h"
+#include "sarvik/SarvikStatus.h"
 
 namespace sarvik {
 
@@ -22,17 +24,17 @@ DataPreProcess::~DataPreProcess() {
 }
 
 int32_t DataPreProcess::start(Sensor* sensor) {
-  logMessage(1, "");
+  logMessage(kLogTrace, "");
   if (b_Running.load()) return 0;
   m_sensor = sensor;
-  m_thread = new ThreadImpl(preProcessThreadFunc, this, "Data PreProcess Thread");
+  m_thread = new ThreadImpl(preProcessThreadFunc, this, "Data PreProcess Thread", moduleReporter());
   b_Running.store(true);
   m_thread->start();
   return 0;
 }
 
 void DataPreProcess::stop() {
-  logMessage(1, "");
+  logMessage(kLogTrace, "");
   if (b_Running.load()) {
     b_Running.store(false);
     m_event->set();

@@ -7,6 +7,7 @@
 #include "logging/log_bridge.h"
 #include "pipeline/sensor.h"
 #include "pipeline/video_stream.h"
+#include "sarvik/SarvikStatus.h"
 
 namespace sarvik {
 
@@ -34,7 +35,7 @@ Device::~Device() {
 }
 
 int32_t Device::open(const char* uri) {
-  logMessage(1, "open device %s", orNull(uri));
+  logMessage(kLogTrace, "open device %s", orNull(uri));
   DeviceInterfaceBase* object = nullptr;
   const int32_t status = m_driver->openDevice(uri, &object);
   m_device.store(object);
@@ -46,19 +47,19 @@ int32_t Device::open(const char* uri) {
 }
 
 int32_t Device::open2(uint32_t vendorId, uint32_t productId, uint32_t fd, const char* path) {
-  logMessage(1, "open device %s, fd:%d ", orNull(path), fd);
+  logMessage(kLogTrace, "open device %s, fd:%d ", orNull(path), fd);
   DeviceInterfaceBase* object = nullptr;
   const int32_t status = m_driver->openDeviceByFd(vendorId, productId, fd, path, &object);
   m_device.store(object);
   if (status != 0) {
-    logMessage(4, "Open Device(%s) Failed, fd(%d), Return Code:%d", orNull(path), fd, status);
+    logMessage(kLogMilestone, "Open Device(%s) Failed, fd(%d), Return Code:%d", orNull(path), fd, status);
     return status;
   }
   const char* id = object != nullptr ? object->getDeviceId() : nullptr;
   m_deviceId = id != nullptr ? id : "";
-  logMessage(1, "open2 m_deviceId = %s", m_deviceId.c_str());
+  logMessage(kLogTrace, "open2 m_deviceId = %s", m_deviceId.c_str());
   m_deviceFlags = object != nullptr ? object->getDeviceFlags() : m_deviceFlags;
-  logMessage(1, "open device %s, fd:%d, successfull ", orNull(path), fd);
+  logMessage(kLogTrace, "open device %s, fd:%d, successfull ", orNull(path), fd);
   m_opened.store(true);
   return 0;
 }
@@ -67,7 +68,7 @@ int32_t Device::open2(uint32_t vendorId, uint32_t productId, uint32_t fd, const 
 // device object that is being closed.
 void Device::close() {
   if (!m_opened.exchange(false)) {
-    logMessage(1, "Device not open");
+    logMessage(kLogTrace, "Device not open");
     return;
   }
   DeviceInterfaceBase* object = m_device.exchange(nullptr);
@@ -81,12 +82,12 @@ VideoStream* Device::createStream(uint32_t sensorType) {
   DeviceInterfaceBase* object = m_device.load();
   // Only 1 means gone here; other non-zero states still let a stream be made.
   if (object != nullptr && object->getConnectionState() == 1) {
-    logMessage(1, "Device disconnected, please check it");
+    logMessage(kLogTrace, "Device disconnected, please check it");
     setLastErrorCode(kErrDeviceDisconnected);
     return nullptr;
   }
   if (!m_opened.load()) {
-    logMessage(1, "Device not open");
+    logMessage(kLogTrace, "Device not open");
     setLastErrorCode(kErrInvalidDevice);
     return nullptr;
   }

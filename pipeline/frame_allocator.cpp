@@ -7,6 +7,7 @@
 #include "logging/log_bridge.h"
 #include "pipeline/internal_frame.h"
 #include "platform/critical_section_impl.h"
+#include "sarvik/SarvikStatus.h"
 
 namespace sarvik {
 
@@ -38,7 +39,7 @@ FrameRefPtr FrameAllocator::allocate() {
     if (frame == nullptr) return result;
     m_poolCleared.connect(frame, &InternalFrame::onPoolCleared);
   } else {
-    logMessage(3, "no available Frame!!!");
+    logMessage(kLogError, "no available Frame!!!");
     return result;
   }
   m_usedFrames.pushBack(frame);
@@ -53,10 +54,10 @@ uint32_t FrameAllocator::getBufferSize() {
 
 void FrameAllocator::setBufferSize(uint32_t size) {
   if (size == m_bufferSize) {
-    logMessage(1, "Buffer Size do not need change[%d]", size);
+    logMessage(kLogTrace, "Buffer Size do not need change[%d]", size);
     return;
   }
-  logMessage(1, "Change buffer Size from [%d] to [%d]", m_bufferSize, size);
+  logMessage(kLogTrace, "Change buffer Size from [%d] to [%d]", m_bufferSize, size);
   clearFrames();
   ScopedLock lock(m_lock);
   m_bufferSize = size;
@@ -79,7 +80,7 @@ void FrameAllocator::recycleFrame(InternalFrame* frame) {
 // ever disconnects from it later, and its list is only ever changed under
 // m_lock. The emission therefore runs under the lock rather than before it.
 void FrameAllocator::clearFrames() {
-  logMessage(0, "");
+  logMessage(kLogFinest, "");
   FrameList pinned;
   for (;;) {
     {
@@ -123,7 +124,7 @@ InternalFrame* FrameAllocator::createFrame() {
   if (m_bufferSize != 0) {
     void* buffer = std::malloc(m_bufferSize);
     if (buffer == nullptr) {
-      logMessage(3, "can not alloc  size[%d]!!!", m_bufferSize);
+      logMessage(kLogError, "can not alloc  size[%d]!!!", m_bufferSize);
       delete frame;
       return nullptr;
     }

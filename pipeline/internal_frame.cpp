@@ -2,6 +2,7 @@
 
 #include "logging/log_bridge.h"
 #include "pipeline/frame_allocator.h"
+#include "sarvik/SarvikStatus.h"
 
 namespace sarvik {
 
@@ -28,7 +29,7 @@ void InternalFrame::release() {
 uint32_t InternalFrame::bufferCapacity() { return m_capacity; }
 
 void InternalFrame::onPoolCleared() {
-  logMessage(0, "");
+  logMessage(kLogFinest, "");
   b_PoolCleared.store(true, std::memory_order_release);
 }
 

@@ -3,6 +3,7 @@
 #include "logging/log_bridge.h"
 #include "pipeline/device.h"
 #include "platform/critical_section_impl.h"
+#include "sarvik/SarvikStatus.h"
 
 namespace sarvik {
 
@@ -20,7 +21,7 @@ Sensor::Sensor(Device* device, uint32_t sensorType)
 Sensor::~Sensor() { delete m_lock; }
 
 int32_t Sensor::start() {
-  logMessage(1, "");
+  logMessage(kLogTrace, "");
   ScopedLock lock(m_lock);
   if (m_startCount++ != 0) return 0;
   DeviceInterfaceBase* device = m_device->m_device.load();
@@ -34,8 +35,8 @@ int32_t Sensor::prepareStreamObject(DeviceInterfaceBase* device) {
     if (device != nullptr) device->createStream(m_sensorType, &created);
     m_stream = created;
     if (m_stream == nullptr) {
-      logMessage(3, "Created driver stream failed!");
-      return -8;
+      logMessage(kLogError, "Created driver stream failed!");
+      return kStatusNoSource;
     }
     return 0;
   }
@@ -53,20 +54,20 @@ int32_t Sensor::prepareStreamObject(DeviceInterfaceBase* device) {
 int32_t Sensor::startStreamObject() {
   m_stream->setNewFrameCallback(onDriverFrame, this);
   const uint32_t size = m_stream->getFrameBufferSize();
-  logMessage(1, "get frame buffer size=%d", size);
+  logMessage(kLogTrace, "get frame buffer size=%d", size);
   m_frameAllocator.setBufferSize(size);
   m_stream->setFrameAllocator(&m_frameAllocator);
   const int32_t status = m_stream->start();
   if (status != 0) return status;
   b_Started.store(true);
   if (m_sensorType < sizeof(m_device->m_sensorStarted)) m_device->m_sensorStarted[m_sensorType] = 1;
-  logMessage(1, "%d Sensor started", m_sensorType);
+  logMessage(kLogTrace, "%d Sensor started", m_sensorType);
   if (b_PreProcess) m_dataPreProcess.start(this);
   return 0;
 }
 
 void Sensor::stop() {
-  logMessage(1, "");
+  logMessage(kLogTrace, "");
   ScopedLock lock(m_lock);
   if (m_startCount == 0) return;  // unbalanced stop: never wrap the count
   if (--m_startCount != 0) return;

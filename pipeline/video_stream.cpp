@@ -3,11 +3,13 @@
 #include "logging/error_codes.h"
 #include "logging/last_error.h"
 #include "logging/log_bridge.h"
+#include "logging/module_reporter.h"
 #include "pipeline/sensor.h"
 #include "platform/critical_section_impl.h"
 #include "platform/event_impl.h"
 #include "platform/thread_id.h"
 #include "platform/thread_impl.h"
+#include "sarvik/SarvikStatus.h"
 
 namespace sarvik {
 
@@ -32,10 +34,10 @@ VideoStream::VideoStream(Device* device, Sensor* sensor)
       m_maxQueueSize(1),
       m_frameCallBack(nullptr),
       m_callBackUserData(nullptr) {
-  logMessage(1, "Create newFrameThreadFunc");
-  m_newFrameThread = new ThreadImpl(newFrameThreadFunc, this, "Stream Thread");
+  logMessage(kLogTrace, "Create newFrameThreadFunc");
+  m_newFrameThread = new ThreadImpl(newFrameThreadFunc, this, "Stream Thread", moduleReporter());
   m_newFrameEvent = new EventImpl();
-  m_callBackThread = new ThreadImpl(NewCallFrameBackProcess, this, "Stream CallBack");
+  m_callBackThread = new ThreadImpl(NewCallFrameBackProcess, this, "Stream CallBack", moduleReporter());
   m_callBackEvent = new EventImpl();
   m_queueLock = new CriticalSectionImpl();
 }
@@ -53,13 +55,13 @@ VideoStream::~VideoStream() {
 }
 
 int32_t VideoStream::start() {
-  logMessage(1, "");
+  logMessage(kLogTrace, "");
   if (b_Started.load()) return 0;
   b_NewFrameThreadStarted.store(true);
   const int32_t status = m_newFrameThread->start();
   if (status != 0) {
     b_NewFrameThreadStarted.store(false);
-    logMessage(3, "start stream thread failed[%d]", status);
+    logMessage(kLogError, "start stream thread failed[%d]", status);
     return status;
   }
   // Connected before the Sensor starts, so the very first frame has a receiver.
@@ -69,7 +71,7 @@ int32_t VideoStream::start() {
 }
 
 void VideoStream::stop() {
-  logMessage(1, "");
+  logMessage(kLogTrace, "");
   if (b_Started.load()) {
     if (m_frameCallBack != nullptr) stopCallBackThread();
     // The signal's lock makes this wait for a delivery in progress; no
@@ -116,11 +118,11 @@ void VideoStream::onNewFrame(SarvikFrameRef* frame) {
 
 int32_t VideoStream::getFrame(FrameRefPtr& out, bool remove) {
   if (!b_Started.load()) {
-    logMessage(2, "Stream Not Stared");
-    return -2;
+    logMessage(kLogWarning, "Stream Not Stared");
+    return kStatusNotInitialized;
   }
   ScopedLock lock(m_queueLock);
-  if (m_frameQueue.empty()) return -5;
+  if (m_frameQueue.empty()) return kStatusListFull;
   out = m_frameQueue.front();  // out takes a reference of its own
   if (remove) m_frameQueue.popFront()->release();  // the queue's; out still holds one
   return 0;
@@ -128,8 +130,8 @@ int32_t VideoStream::getFrame(FrameRefPtr& out, bool remove) {
 
 int32_t VideoStream::getFrameWait(FrameRefPtr& out) {
   if (!b_Started.load()) {
-    logMessage(2, "Stream Not Stared");
-    return -2;
+    logMessage(kLogWarning, "Stream Not Stared");
+    return kStatusNotInitialized;
   }
   bool empty;
   {
@@ -140,12 +142,12 @@ int32_t VideoStream::getFrameWait(FrameRefPtr& out) {
     const int32_t status = m_newFrameEvent->wait(kPeekWaitMs);
     if (status == kEventTimeout) {
       setLastErrorCode(kErrPeekTimeout);
-      return -1;
+      return kStatusFailed;
     }
-    if (status != kEventSignaled) return -1;
+    if (status != kEventSignaled) return kStatusFailed;
     if (!b_NewFrameThreadStarted.load()) {
-      logMessage(4, "b_NewFrameThreadStarted is false, Thread is Stop");
-      return -1;
+      logMessage(kLogMilestone, "b_NewFrameThreadStarted is false, Thread is Stop");
+      return kStatusFailed;
     }
   }
   {
@@ -195,7 +197,7 @@ bool VideoStream::runCallBackThread() {
   if (status == kEventTimeout) return true;
   if (status != kEventSignaled) return false;
   if (!b_CallBackThreadStarted.load()) {
-    logMessage(4, "stop NewCallFrameBackProcess Thread succeed!");
+    logMessage(kLogMilestone, "stop NewCallFrameBackProcess Thread succeed!");
     return false;
   }
   FrameRefPtr frame;

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -73,5 +74,39 @@ bool isDirectory(const char* path) {
 bool pathExists(const char* path) { return path != nullptr && access(path, F_OK) == 0; }
 
 bool makeDirectory(const char* path) { return path != nullptr && mkdir(path, 0777) == 0; }
+
+bool makeDirectories(const char* path) {
+  if (path == nullptr) return false;
+  char buffer[257] = {0};
+  std::snprintf(buffer, 256, "%s", path);
+  size_t length = std::strlen(buffer);
+  if (length == 0 || buffer[length - 1] != '/') buffer[length++] = '/';
+  // A slash at index 0 is the root, never a directory to make.
+  for (size_t i = 1; i < length; ++i) {
+    if (buffer[i] != '/') continue;
+    buffer[i] = '\0';
+    if (!pathExists(buffer) && !makeDirectory(buffer)) {
+      std::perror("mkdir error");
+      return false;
+    }
+    buffer[i] = '/';
+  }
+  return true;
+}
+
+void splitFolderAndName(const std::string& path, std::string* folder, std::string* name) {
+  std::string text = path;
+  for (char& c : text) {
+    if (c == '\\') c = '/';
+  }
+  const size_t lastSlash = text.rfind('/');
+  if (lastSlash == std::string::npos) {
+    *folder = "./";
+    *name = text;
+    return;
+  }
+  *folder = text.substr(0, lastSlash + 1);
+  *name = text.substr(lastSlash + 1);
+}
 
 }  // namespace sarvik

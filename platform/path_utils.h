@@ -3,6 +3,7 @@
 #define SARVIK_PLATFORM_PATH_UTILS_H
 
 #include <cstdint>
+#include <string>
 
 namespace sarvik {
 
@@ -27,6 +28,19 @@ bool pathExists(const char* path);
 // Creates one directory with mode 0777 less the umask; its parent must exist.
 // False if it could not be made, also when it exists already; errno tells why.
 bool makeDirectory(const char* path);
+
+// Creates every missing directory along `path`, shallowest first; a '/' is
+// implied at the end. A component that exists already, as a directory or as
+// any other file, is passed over: a file in the way only shows when something
+// is later made below it. Only the first 255 characters are used. False when
+// a directory could not be made, after "mkdir error" and errno's text went to
+// stderr; the directories made before stay.
+bool makeDirectories(const char* path);
+
+// Splits a path as the record-path rules read it: every '\' becomes '/',
+// then `folder` is all up to and including the last '/' and `name` the rest;
+// a path without any is folder "./" and name `path`.
+void splitFolderAndName(const std::string& path, std::string* folder, std::string* name);
 
 }  // namespace sarvik
 

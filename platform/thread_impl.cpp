@@ -4,19 +4,14 @@
 
 #include <type_traits>
 
-#include "logging/error_codes.h"
-#include "logging/last_error.h"
-#include "logging/log_bridge.h"
 #include "platform/critical_section_impl.h"
 #include "platform/event_impl.h"
 #include "platform/thread_id.h"
+#include "sarvik/SarvikStatus.h"
 
 namespace sarvik {
 
 namespace {
-
-constexpr uint32_t kLogTrace = 1;
-constexpr uint32_t kLogError = 3;
 
 constexpr size_t kStackSize = 0x100000;
 constexpr uint32_t kStartTimeoutMs = 2000;
@@ -32,8 +27,9 @@ uint32_t low32(pthread_t handle) { return static_cast<uint32_t>(handle); }
 
 }  // namespace
 
-ThreadImpl::ThreadImpl(ThreadRunFunction fn, void* context, const char* name)
-    : m_runFunction(fn),
+ThreadImpl::ThreadImpl(ThreadRunFunction fn, void* context, const char* name, PlatformReporter* reporter)
+    : m_reporter(reporter),
+      m_runFunction(fn),
       m_runContext(context),
       m_running(false),
       m_cancelStart(false),
@@ -89,7 +85,7 @@ int32_t ThreadImpl::start() {
   // On a time-out the thread is not cancelled: it may still start, and stop()
   // or the destructor end it as usual.
   if (m_startEvent->wait(kStartTimeoutMs) != kEventSignaled) return -11;
-  logMessage(kLogTrace, "start thread succeed, thread_ = %08x, id_ = %u", low32(m_thread),
+  reportLog(m_reporter, kLogTrace, "start thread succeed, thread_ = %08x, id_ = %u", low32(m_thread),
              m_threadId.load());
   return 0;
 }
@@ -115,15 +111,15 @@ int32_t ThreadImpl::stop() {
   m_stateLock->unlock();
 
   const uint32_t id = m_threadId.load();
-  logMessage(kLogTrace, "Begin stop thread[id_:%d, thread_:%08x, name:%s]", id, low32(m_thread),
+  reportLog(m_reporter, kLogTrace, "Begin stop thread[id_:%d, thread_:%08x, name:%s]", id, low32(m_thread),
              m_name.c_str());
   if (pthread_join(m_thread, nullptr) != 0) {
-    logMessage(kLogTrace, "Stop thread returns failure, id_=%d, thread_=%08x, name=%s", id,
+    reportLog(m_reporter, kLogTrace, "Stop thread returns failure, id_=%d, thread_=%08x, name=%s", id,
                low32(m_thread), m_name.c_str());
     return -1;
   }
   m_joined = true;
-  logMessage(kLogTrace, "Stop thread returns ok, id_=%d, thread_=%08x, name=%s", id,
+  reportLog(m_reporter, kLogTrace, "Stop thread returns ok, id_=%d, thread_=%08x, name=%s", id,
              low32(m_thread), m_name.c_str());
   return 0;
 }
@@ -136,8 +132,7 @@ int32_t ThreadImpl::setPriority(int32_t priority) {
   if (isCurrentThread()) {
     target = pthread_self();  // m_thread may not be stored yet
   } else if (!m_hasThread) {
-    setLastErrorCode(kErrThreadNotCreated);
-    logMessage(kLogError, "thread  created failed");
+    reportFailure(m_reporter, kErrThreadNotCreated, kLogError, "thread  created failed");
     return -5;
   } else {
     target = m_thread;
@@ -153,8 +148,7 @@ int32_t ThreadImpl::setPriority(int32_t priority) {
     }
   }
   if (!applied) {
-    setLastErrorCode(kErrThreadPriority);
-    logMessage(kLogError, "Unable to Set thread's priority! ");
+    reportFailure(m_reporter, kErrThreadPriority, kLogError, "Unable to Set thread's priority! ");
     return -1;
   }
   return 0;
@@ -177,7 +171,7 @@ bool ThreadImpl::enterLoop() {
   if (cancelled) return false;
   if (m_startEvent->set() != 0) {
     // m_running stays true, so that stop() still finds and joins this thread.
-    logMessage(kLogError, "start event set error [%s]", m_name.c_str());
+    reportLog(m_reporter, kLogError, "start event set error [%s]", m_name.c_str());
     return false;
   }
   return true;
@@ -188,7 +182,7 @@ void ThreadImpl::run() {
   const uint32_t id = currentThreadId();
   const uint32_t handle = low32(pthread_self());
   m_threadId.store(id);
-  logMessage(kLogTrace, "Begin run thread[id:%d, thread_:%08x, name:%s]", id, handle,
+  reportLog(m_reporter, kLogTrace, "Begin run thread[id:%d, thread_:%08x, name:%s]", id, handle,
              m_name.c_str());
   if (!enterLoop()) return;
 
@@ -197,14 +191,14 @@ void ThreadImpl::run() {
     const bool again = m_runFunction(m_runContext);  // no lock held: stop() must not wait for it
     m_stateLock->lock();
     if (!again) {
-      logMessage(kLogTrace, "Thread run function returns false, id=%d, thread_=%08x, name=%s", id,
+      reportLog(m_reporter, kLogTrace, "Thread run function returns false, id=%d, thread_=%08x, name=%s", id,
                  handle, m_name.c_str());
       m_running = false;
     }
     running = m_running;
     m_stateLock->unlock();
   }
-  logMessage(kLogTrace, "Thread stop running[id_:%d, thread_:%08x, name:%s]", id, handle,
+  reportLog(m_reporter, kLogTrace, "Thread stop running[id_:%d, thread_:%08x, name:%s]", id, handle,
              m_name.c_str());
 }
 

@@ -10,6 +10,7 @@
 
 #include "platform/critical_section_wrapper.h"
 #include "platform/event_wrapper.h"
+#include "platform/platform_report.h"
 #include "platform/thread_wrapper.h"
 
 namespace sarvik {
@@ -20,8 +21,10 @@ namespace sarvik {
 class ThreadImpl : public ThreadWrapper {
  public:
   // Starts nothing. fn may be null (start() then gives -4); a null name gives
-  // "SARVIK_THREAD". context is not owned.
-  ThreadImpl(ThreadRunFunction fn, void* context, const char* name);
+  // "SARVIK_THREAD". context is not owned. The thread's log lines and
+  // setPriority()'s last-error codes go to `reporter` (not owned; null drops
+  // them), which must outlive this object.
+  ThreadImpl(ThreadRunFunction fn, void* context, const char* name, PlatformReporter* reporter);
   ~ThreadImpl() override;
 
   ThreadImpl(const ThreadImpl&) = delete;
@@ -38,6 +41,7 @@ class ThreadImpl : public ThreadWrapper {
   bool enterLoop();
   void reapEndedThread();
 
+  PlatformReporter* const m_reporter;
   ThreadRunFunction m_runFunction;
   void* m_runContext;
   bool m_running;              // guarded by m_stateLock

@@ -9,6 +9,7 @@
 #include "pipeline/video_stream.h"
 #include "platform/critical_section_impl.h"
 #include "platform/file_impl.h"
+#include "sarvik/SarvikStatus.h"
 
 namespace sarvik {
 
@@ -35,11 +36,11 @@ int headerIndex(uint32_t streamType) {
 StreamRecorder::StreamRecorder(const char* path)
     : m_lock(new CriticalSectionImpl()), m_file(new FileImpl()), m_opened(false), m_started(false) {
   std::memset(m_streamHeaders, 0, sizeof(m_streamHeaders));
-  logMessage(4, "Recorder recordFile:%s", path);
+  logMessage(kLogMilestone, "Recorder recordFile:%s", path);
   // Mode "wb": a file of that name is cut to length 0 now, not at start.
   const int32_t status = m_file->open(path, false, false, false);
   if (status != 0) {
-    logMessage(3, "File opened, retcode:%d", status);
+    logMessage(kLogError, "File opened, retcode:%d", status);
     m_opened = false;
   } else {
     m_opened = true;
@@ -49,7 +50,7 @@ StreamRecorder::StreamRecorder(const char* path)
 StreamRecorder::~StreamRecorder() {
   // Before anything is freed, no delivery may be under way or start again.
   disconnect_all();
-  logMessage(1, "~StreamRecorder()");
+  logMessage(kLogTrace, "~StreamRecorder()");
   m_started.store(false);
   if (m_file->isOpen()) {
     m_file->flush();
@@ -69,22 +70,22 @@ RecordStreamHeader& StreamRecorder::headerOf(uint32_t streamType) {
 
 int32_t StreamRecorder::attachStream(VideoStream* stream, uint32_t streamType) {
   if (m_started.load()) {
-    logMessage(4, "Recorder is already Started and can't AttachStream[%p]", static_cast<void*>(stream));
+    logMessage(kLogMilestone, "Recorder is already Started and can't AttachStream[%p]", static_cast<void*>(stream));
     return 0;
   }
   {
     ScopedLock lock(m_lock);
     if (AttachedMap.count(stream) != 0) {
-      logMessage(1, "Stream[%p] is already Attached", static_cast<void*>(stream));
-      return -4;
+      logMessage(kLogTrace, "Stream[%p] is already Attached", static_cast<void*>(stream));
+      return kStatusBadArgument;
     }
   }
   DeviceInterfaceBase* object = stream->m_device->m_device.load();
   const typedefSarvikFrameMode* mode =
       object != nullptr ? object->getCurrentFrameMode(stream->m_sensor->m_sensorType) : nullptr;
   if (mode == nullptr) {
-    logMessage(3, "get current Framamode failed!");
-    return -1;
+    logMessage(kLogError, "get current Framamode failed!");
+    return kStatusFailed;
   }
   size_t attached = 0;
   {
@@ -100,7 +101,7 @@ int32_t StreamRecorder::attachStream(VideoStream* stream, uint32_t streamType) {
     AttachedMap[stream] = streamType;
     attached = AttachedMap.size();
   }
-  logMessage(1, "Attach Stream[%p] Success! AttachedMap.size() = %d", static_cast<void*>(stream),
+  logMessage(kLogTrace, "Attach Stream[%p] Success! AttachedMap.size() = %d", static_cast<void*>(stream),
              static_cast<int>(attached));
   stream->m_newFrameSignal.connect(static_cast<StreamFrameBaseListener*>(this),
                                    &StreamFrameBaseListener::onStreamFrame);
@@ -111,8 +112,8 @@ int32_t StreamRecorder::detachStream(VideoStream* stream) {
   {
     ScopedLock lock(m_lock);
     if (AttachedMap.count(stream) == 0) {
-      logMessage(2, "Stream[%p] is not Attached", static_cast<void*>(stream));
-      return -4;
+      logMessage(kLogWarning, "Stream[%p] is not Attached", static_cast<void*>(stream));
+      return kStatusBadArgument;
     }
   }
   // Waits, through the signal's lock, for a delivery to this recorder in progress.
@@ -123,7 +124,7 @@ int32_t StreamRecorder::detachStream(VideoStream* stream) {
     AttachedMap.erase(stream);
     attached = AttachedMap.size();
   }
-  logMessage(1, "DeAttach Stream[%p] Success! AttachedMap.size() = %d", static_cast<void*>(stream),
+  logMessage(kLogTrace, "DeAttach Stream[%p] Success! AttachedMap.size() = %d", static_cast<void*>(stream),
              static_cast<int>(attached));
   return 0;
 }
@@ -141,7 +142,7 @@ void StreamRecorder::flush() { m_file->flush(); }
 
 uint32_t StreamRecorder::writeData(const void* data, uint32_t dataSize) {
   if (!m_file->isOpen()) {
-    logMessage(2, "File not opened");
+    logMessage(kLogWarning, "File not opened");
     return 0;
   }
   const int32_t written = m_file->write(data, static_cast<int32_t>(dataSize));
@@ -162,29 +163,35 @@ void StreamRecorder::onStreamFrame(VideoStream* stream) {
   if (stream->getFrame(frame, false) != 0 || !frame) return;
 
   // The index is used up before any check, so a dropped frame leaves a gap.
-  FrameTag tag;
+  SarvikRecordTag tag;
   tag.streamType = static_cast<uint16_t>(type);
   tag.frameIndex = headerOf(type).frameCount++;
   tag.frameStamp = frame->frameStamp;
   tag.dataSize = frame->dataSize;
   tag.width = frame->width;
   tag.height = frame->height;
-  tag.data = frame->data;
+  const void* data = frame->data;
 
   if (frame->streamType != type) return;
-  if (tag.dataSize == 0 || tag.data == nullptr || tag.dataSize > frame->bufferCapacity()) return;
+  if (tag.dataSize == 0 || data == nullptr || tag.dataSize > frame->bufferCapacity()) return;
+  writeEntry(tag, data);
+}
 
+// REQUIRES: m_lock is held, so that the tag and its data stay together.
+void StreamRecorder::writeEntry(const SarvikRecordTag& tag, const void* data) {
   bool tagWritten = false;
   if (!m_file->isOpen()) {
-    logMessage(2, "File not opened");
+    logMessage(kLogWarning, "File not opened");
   } else {
-    tagWritten = m_file->write(&tag, static_cast<int32_t>(kFrameTagBytes)) == static_cast<int32_t>(kFrameTagBytes);
+    uint8_t bytes[kSarvikRecordTagBytes];
+    sarvikEncodeRecordTag(tag, bytes);
+    tagWritten = m_file->write(bytes, static_cast<int32_t>(sizeof bytes)) == static_cast<int32_t>(sizeof bytes);
   }
-  if (!tagWritten) logMessage(2, "write FrameTag failed, errno:0x%x", static_cast<unsigned>(errno));
+  if (!tagWritten) logMessage(kLogWarning, "write FrameTag failed, errno:0x%x", static_cast<unsigned>(errno));
   // The data goes out even after a failed tag: the entry is then damaged, and
   // the file has no means to resynchronise either way.
-  if (writeData(tag.data, tag.dataSize) != tag.dataSize) {
-    logMessage(2, "write Data failed, errno:0x%x", static_cast<unsigned>(errno));
+  if (writeData(data, tag.dataSize) != tag.dataSize) {
+    logMessage(kLogWarning, "write Data failed, errno:0x%x", static_cast<unsigned>(errno));
   }
 }
 

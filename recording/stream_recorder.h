@@ -47,6 +47,7 @@ class StreamRecorder : public StreamFrameBaseListener {
 
  private:
   uint32_t writeData(const void* data, uint32_t dataSize);
+  void writeEntry(const SarvikRecordTag& tag, const void* data);
   RecordStreamHeader& headerOf(uint32_t streamType);
 
   CriticalSectionWrapper* m_lock;  // guards AttachedMap, the counters and the two writes of a frame

@@ -11,6 +11,7 @@
 
 #include "logging/error_codes.h"
 #include "logging/last_error.h"
+#include "platform/file_impl.h"
 
 namespace {
 
@@ -122,6 +123,24 @@ TEST_F(BmpWriterTest, UncreatableFileFailsWithBadArgument) {
   EXPECT_EQ(-4, sarvik::writeBmpSnapshot(file.c_str(), frameOf(2, 2, pixels), 12));
   EXPECT_EQ(sarvik::kErrBadArgument, *sarvik::lastErrorCell());
   EXPECT_FALSE(fs::exists(path("missing")));
+}
+
+// A folder, or a file another writer holds (say a recorder of this process),
+// is not replaced.
+TEST_F(BmpWriterTest, AFolderOrAHeldFileIsNotReplaced) {
+  Bytes pixels(12, 7);
+  EXPECT_EQ(-4, sarvik::writeBmpSnapshot(dir_.c_str(), frameOf(2, 2, pixels), 12));
+  EXPECT_TRUE(fs::is_directory(dir_));
+
+  const std::string held = path("held.bmp");
+  sarvik::FileImpl writer;
+  ASSERT_EQ(0, writer.open(held.c_str(), false, false, false));
+  ASSERT_EQ(3, writer.write("abc", 3));
+  writer.flush();
+  *sarvik::lastErrorCell() = 0;
+  EXPECT_EQ(-4, sarvik::writeBmpSnapshot(held.c_str(), frameOf(2, 2, pixels), 12));
+  EXPECT_EQ(sarvik::kErrBadArgument, *sarvik::lastErrorCell());
+  EXPECT_EQ(Bytes({'a', 'b', 'c'}), readFile(held));
 }
 
 TEST_F(BmpWriterTest, NullOrEmptyNameWritesATimestampNameInTheCurrentDirectory) {

@@ -27,9 +27,9 @@ endforeach()
 # the module does.
 add_library(sarvik_module_path_fixture SHARED
   ${CMAKE_CURRENT_SOURCE_DIR}/fixtures/module_path_fixture.cpp
-  ${CMAKE_SOURCE_DIR}/platform/module_path.cpp
-  ${CMAKE_SOURCE_DIR}/platform/path_utils.cpp)
-target_include_directories(sarvik_module_path_fixture PRIVATE ${CMAKE_SOURCE_DIR})
+  ${PROJECT_SOURCE_DIR}/platform/module_path.cpp
+  ${PROJECT_SOURCE_DIR}/platform/path_utils.cpp)
+target_include_directories(sarvik_module_path_fixture PRIVATE ${PROJECT_SOURCE_DIR})
 target_link_libraries(sarvik_module_path_fixture PRIVATE ${CMAKE_DL_LIBS})
 set_target_properties(sarvik_module_path_fixture PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${SARVIK_PLATFORM_FIXTURE_DIR})
 

@@ -76,5 +76,44 @@ TEST(PathQueriesTest, PlainFileIsNoDirectoryAndMkdirNeedsItsParent) {
   EXPECT_FALSE(makeDirectory(dir.c_str()));
 }
 
+TEST(PathQueriesTest, MakeDirectoriesMakesEveryMissingLevelAndPassesOverExistingOnes) {
+  sarvik_test::TempFolder folder;
+  EXPECT_TRUE(makeDirectories(folder.file("a/b/c").c_str()));
+  EXPECT_TRUE(isDirectory(folder.file("a/b/c").c_str()));
+  EXPECT_TRUE(makeDirectories(folder.file("a/b/").c_str())) << "all there already";
+
+  // A plain file on the way passes; the level below it cannot be made.
+  sarvik_test::writeFile(folder.file("plain"), "x");
+  EXPECT_TRUE(makeDirectories(folder.file("plain").c_str()));
+  EXPECT_FALSE(makeDirectories(folder.file("plain/below").c_str()));
+  EXPECT_FALSE(makeDirectories(nullptr));
+
+  // Only the first 255 characters count: a longer path makes its first levels.
+  const std::string deep = folder.file(std::string(100, 'd') + "/" + std::string(300, 'e'));
+  ASSERT_GT(deep.size(), 256u);
+  EXPECT_TRUE(makeDirectories(deep.c_str()));
+  EXPECT_TRUE(isDirectory(deep.substr(0, 255).c_str()));
+  EXPECT_FALSE(pathExists(deep.substr(0, 256).c_str()));
+}
+
+TEST(PathQueriesTest, SplitFolderAndNameReadsBothSeparators) {
+  const struct {
+    const char* path;
+    const char* folder;
+    const char* name;
+  } cases[] = {
+      {"rec.bin", "./", "rec.bin"},        {"", "./", ""},
+      {"/rec.bin", "/", "rec.bin"},        {"a/b/rec.bin", "a/b/", "rec.bin"},
+      {"a\\b\\rec.bin", "a/b/", "rec.bin"}, {"a/b/", "a/b/", ""},
+  };
+  for (const auto& c : cases) {
+    std::string folder;
+    std::string name;
+    splitFolderAndName(c.path, &folder, &name);
+    EXPECT_EQ(c.folder, folder) << c.path;
+    EXPECT_EQ(c.name, name) << c.path;
+  }
+}
+
 }  // namespace
 }  // namespace sarvik

@@ -12,6 +12,7 @@
 #include "logging/error_codes.h"
 #include "logging/last_error.h"
 #include "logging/log_bridge.h"
+#include "logging/module_reporter.h"
 #include "platform/event_impl.h"
 #include "platform/thread_id.h"
 #include "platform/thread_impl.h"
@@ -101,13 +102,13 @@ std::string format(const char* fmt, uint32_t a, uint32_t b, const char* name) {
 }
 
 TEST_F(ThreadWrapperTest, StartAndStopAreRefusedOutOfTurnAndOneThreadRuns) {
-  ThreadImpl none(nullptr, nullptr, "none");
+  ThreadImpl none(nullptr, nullptr, "none", moduleReporter());
   EXPECT_EQ(none.start(), -4);
   EXPECT_EQ(none.stop(), -5);
   EXPECT_EQ(m_log.countContaining("Begin run thread"), 0u);
 
   Probe probe;
-  ThreadImpl thread(&probeRun, &probe, "twice");
+  ThreadImpl thread(&probeRun, &probe, "twice", moduleReporter());
   EXPECT_EQ(thread.stop(), -5);
   ASSERT_EQ(thread.start(), 0);
   EXPECT_EQ(thread.start(), -5);
@@ -120,14 +121,14 @@ TEST_F(ThreadWrapperTest, StartAndStopAreRefusedOutOfTurnAndOneThreadRuns) {
 
 TEST_F(ThreadWrapperTest, StopWaitsForTheCurrentCallAndNoCallFollows) {
   Probe brief;
-  ThreadImpl stoppedAtOnce(&probeRun, &brief, "brief");
+  ThreadImpl stoppedAtOnce(&probeRun, &brief, "brief", moduleReporter());
   ASSERT_EQ(stoppedAtOnce.start(), 0);
   EXPECT_EQ(stoppedAtOnce.stop(), 0);
   EXPECT_GE(brief.calls, 1) << "the run function is called at least once";
 
   Probe probe;
   probe.sliceMs = 100;
-  ThreadImpl thread(&probeRun, &probe, "slices");
+  ThreadImpl thread(&probeRun, &probe, "slices", moduleReporter());
   ASSERT_EQ(thread.start(), 0);
   ASSERT_TRUE(waitUntil([&] { return probe.inside.load(); }));
   EXPECT_EQ(thread.stop(), 0);
@@ -140,7 +141,7 @@ TEST_F(ThreadWrapperTest, StopWaitsForTheCurrentCallAndNoCallFollows) {
 TEST_F(ThreadWrapperTest, RunFunctionReturningFalseEndsTheThreadWhichMayStartAgain) {
   Probe probe;
   probe.lastCall = 1;
-  ThreadImpl thread(&probeRun, &probe, "once");
+  ThreadImpl thread(&probeRun, &probe, "once", moduleReporter());
   ASSERT_EQ(thread.start(), 0);
   ASSERT_TRUE(waitForRecords("Thread stop running", 1));
   EXPECT_EQ(probe.calls, 1);
@@ -166,7 +167,7 @@ TEST_F(ThreadWrapperTest, RunFunctionReturningFalseEndsTheThreadWhichMayStartAga
 
 TEST_F(ThreadWrapperTest, StopOnItsOwnThreadIsRefusedWithoutWaiting) {
   SelfProbe probe;
-  ThreadImpl thread(&turnOnOwnWrapper, &probe, "self");
+  ThreadImpl thread(&turnOnOwnWrapper, &probe, "self", moduleReporter());
   probe.self = &thread;
   EXPECT_FALSE(thread.isCurrentThread());
   ASSERT_EQ(thread.start(), 0);
@@ -186,7 +187,7 @@ TEST_F(ThreadWrapperTest, DestroyingAWrapperJoinsItsThreadWhetherRunningOrEnded)
     Probe probe;
     probe.sliceMs = 100;
     probe.lastCall = lastCall;
-    ThreadImpl* thread = new ThreadImpl(&probeRun, &probe, "doomed");
+    ThreadImpl* thread = new ThreadImpl(&probeRun, &probe, "doomed", moduleReporter());
     ASSERT_EQ(thread->start(), 0);
     if (lastCall == 0) {
       ASSERT_TRUE(waitUntil([&] { return probe.inside.load(); }));
@@ -202,7 +203,7 @@ TEST_F(ThreadWrapperTest, DestroyingAWrapperJoinsItsThreadWhetherRunningOrEnded)
 
 TEST_F(ThreadWrapperTest, LogLinesNameTheThreadByKernelIdAndHandle) {
   Probe probe;
-  ThreadImpl thread(&probeRun, &probe, "worker");
+  ThreadImpl thread(&probeRun, &probe, "worker", moduleReporter());
   ASSERT_EQ(thread.start(), 0);
   ASSERT_TRUE(waitUntil([&] { return probe.calls >= 1; }));
   ASSERT_EQ(thread.stop(), 0);
@@ -225,7 +226,7 @@ TEST_F(ThreadWrapperTest, LogLinesNameTheThreadByKernelIdAndHandle) {
   EXPECT_EQ(texts, expected);
 
   m_log.reset();
-  ThreadImpl unnamed(&probeRun, &probe, nullptr);
+  ThreadImpl unnamed(&probeRun, &probe, nullptr, moduleReporter());
   ASSERT_EQ(unnamed.start(), 0);
   ASSERT_EQ(unnamed.stop(), 0);
   EXPECT_EQ(m_log.countContaining("name:SARVIK_THREAD]"), 3u);
@@ -233,7 +234,7 @@ TEST_F(ThreadWrapperTest, LogLinesNameTheThreadByKernelIdAndHandle) {
 
 TEST_F(ThreadWrapperTest, PriorityNeedsAThreadAndAValueThePlatformAccepts) {
   Probe probe;
-  ThreadImpl thread(&probeRun, &probe, "prio");
+  ThreadImpl thread(&probeRun, &probe, "prio", moduleReporter());
   EXPECT_EQ(thread.setPriority(0), -5);
   EXPECT_EQ(*lastErrorCell(), kErrThreadNotCreated);
   EXPECT_TRUE(m_log.contains(3, "thread  created failed"));
@@ -251,6 +252,20 @@ TEST_F(ThreadWrapperTest, PriorityNeedsAThreadAndAValueThePlatformAccepts) {
   *lastErrorCell() = 0;
   EXPECT_EQ(thread.setPriority(0), -1) << "the thread is gone";
   EXPECT_EQ(*lastErrorCell(), kErrThreadPriority);
+}
+
+// Without a reporter the thread still works; its lines and codes go nowhere.
+TEST_F(ThreadWrapperTest, WithoutAReporterNothingIsLoggedNorStored) {
+  Probe probe;
+  ThreadImpl thread(&probeRun, &probe, "silent", nullptr);
+  *lastErrorCell() = 0;
+  EXPECT_EQ(thread.setPriority(0), -5);
+  ASSERT_EQ(thread.start(), 0);
+  EXPECT_EQ(thread.setPriority(99), -1);
+  ASSERT_EQ(thread.stop(), 0);
+  EXPECT_EQ(*lastErrorCell(), 0u);
+  EXPECT_EQ(m_log.countContaining("silent"), 0u);
+  EXPECT_EQ(m_log.countContaining("priority"), 0u);
 }
 
 TEST(ThreadId, IsTheKernelIdOfTheCallingThread) {
