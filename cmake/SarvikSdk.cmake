@@ -4,7 +4,7 @@ add_library(sarvik_sdk INTERFACE)
 add_library(Sarvik::sdk ALIAS sarvik_sdk)
 set_target_properties(sarvik_sdk PROPERTIES EXPORT_NAME sdk)
 target_include_directories(sarvik_sdk INTERFACE
-  $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 target_link_libraries(sarvik_sdk INTERFACE ${CMAKE_DL_LIBS})
 target_compile_definitions(sarvik_sdk INTERFACE
   "$<BUILD_INTERFACE:SARVIK_MODULE_DIR=\"${CMAKE_LIBRARY_OUTPUT_DIRECTORY}\">"
