@@ -24,7 +24,8 @@ std::string withPlayFile(const char* current, const std::string& path) {
 
 void prepareEnvironment(CommandLine& line) {
   // A user who set the variable and asked for nothing else keeps theirs.
-  if (line.verbosity > 0 || std::getenv("SARVIK_LOG_LEVELS") == nullptr) {
+  const char* chosen = std::getenv("SARVIK_LOG_LEVELS");
+  if (line.verbosity > 0 || chosen == nullptr || chosen[0] == '\0') {
     setenv("SARVIK_LOG_LEVELS", logLevelsFor(line.verbosity), 1);
   }
   if (!line.logFile.empty()) setenv("SARVIK_LOG_FILE", line.logFile.c_str(), 1);
