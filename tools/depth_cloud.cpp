@@ -78,8 +78,9 @@ int writeDepthCloud(SarvikBaseContext* context, const uint16_t* depth, uint32_t 
     return reportError(file.error().empty() ? "cannot encode the cloud" : file.error());
   }
   std::printf("wrote %s: %lld of %zu points (%ux%u; pixels without depth left out), fx %.3f fy %.3f cx %.3f cy "
-              "%.3f, %g units a metre\n",
-              path.c_str(), written, pixels, width, height, setup.fx, setup.fy, setup.cx, setup.cy, setup.scale);
+              "%.3f, %g units a metre%s\n",
+              path.c_str(), written, pixels, width, height, setup.fx, setup.fy, setup.cx, setup.cy, setup.scale,
+              colour ? ", coloured by depth through the module's colour bar" : "");
   return 0;
 }
 

@@ -97,7 +97,7 @@ void StreamSession::readerLoop() {
         m_context->waitForStreams(streams.data(), static_cast<int32_t>(streams.size()), &ready, kWaitSliceMs);
     if (status == kTimedOut) continue;
     if (status != 0) {
-      end(status, "waitForStreams()");
+      end(status, "waiting for frames");
       return;
     }
     if (!readQueuedFrames()) return;
@@ -112,7 +112,7 @@ bool StreamSession::readQueuedFrames() {
     const int32_t status = m_context->readFrame(slot->stream, &frame, 0);
     if (status == kTimedOut) continue;
     if (status != 0) {
-      end(status, "readFrame(" + streamTypeName(slot->type) + ")");
+      end(status, "reading a " + streamTypeName(slot->type) + " frame");
       return false;
     }
     m_monitor->onFrame(slot->index, *frame, monotonicMicros());
