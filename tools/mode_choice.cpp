@@ -138,8 +138,8 @@ int applyModes(SarvikBaseContext* context, Device* device, const std::vector<Mod
       for (size_t i = 0; i < modes.size(); ++i) {
         known += (i == 0 ? "" : ", ") + std::to_string(i) + ": " + describeMode(modes[i].mode);
       }
-      std::fprintf(stderr, "sarvik: no %s mode %s; the camera has %s\n", type.c_str(), request.text.c_str(),
-                   known.c_str());
+      std::fprintf(stderr, "sarvik: --mode %s: the camera has no such %s mode; it has %s\n", request.text.c_str(),
+                   type.c_str(), known.c_str());
       return 1;
     }
     status = context->setFrameMode(device, request.type, &mode->mode);

@@ -184,7 +184,7 @@ TEST_F(ProgramTest, SnapshotsAreCorrectAtEveryWidthAndNeverOverwrite) {
 
   r = run({"snapshot", "-c", "0", "--mode", "999x1"});
   EXPECT_EQ(r.exitCode, 1);
-  EXPECT_NE(r.err.find("no color mode 999x1; the camera has 0: 322x241@30 rgb24, 1: 640x480@30 rgb24"),
+  EXPECT_NE(r.err.find("--mode 999x1: the camera has no such color mode; it has 0: 322x241@30 rgb24, 1: 640x480@30 rgb24"),
             std::string::npos)
       << r.err;
 
@@ -227,6 +227,29 @@ TEST_F(ProgramTest, RecordingRefusesToOverwriteAndStopsAtItsLimits) {
   EXPECT_LE(st.st_size, 1024 * 1024);
   EXPECT_GT(cleanEntries(work("s.rec")), 0u);
   EXPECT_EQ(namesIn(work()), std::vector<std::string>({"old.rec", "s.rec"}));
+}
+
+TEST_F(ProgramTest, RecordedFramesExportThroughTheModuleAndStreamTakesItsMode) {
+  ProgramResult r = run({"record", "-c", "0", "-t", "depth", "-t", "ir", "--mode", "ir=1", "r.rec", "-s", "1"});
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_NE(r.out.find("saved r.rec"), std::string::npos) << r.out;
+  r = run({"inspect", "r.rec", "--json"});
+  ASSERT_EQ(r.exitCode, 0) << r.out;
+  EXPECT_EQ(nlohmann::json::parse(r.out)["verdict"], "clean");
+  r = run({"export", "r.rec", "--type", "depth", "--index", "0", "d.ply"});
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_NE(r.out.find("wrote d.ply"), std::string::npos) << r.out;
+  r = run({"export", "r.rec", "--type", "ir", "--index", "0", "i.png"});
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  // Mode 1 of the infrared sensor is 16-bit.
+  EXPECT_EQ(readPngFile(work("i.png")).bitDepth, 16);
+
+  r = run({"stream", "-c", "0", "--mode", "depth=320x240@60", "-s", "1"});
+  EXPECT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_NE(r.out.find("summary over"), std::string::npos) << r.out;
+  r = run({"stream", "-c", "0", "--mode", "depth=1x1", "-s", "1"});
+  EXPECT_EQ(r.exitCode, 1);
+  EXPECT_NE(r.err.find("--mode depth=1x1: the camera has no such depth mode; it has 0: 640x480@30 depth16"), std::string::npos) << r.err;
 }
 
 // The file size limit stands in for a full disk: reported as it happens, the
