@@ -28,15 +28,15 @@ int printJson(SarvikBaseContext* context) {
     document["cameras"].push_back({{"index", i},
                                    {"address", fieldText(r.uri, sizeof r.uri)},
                                    {"connection", connectionTypeName(r.ConnectionType)},
-                                   {"vendor_id", r.vendorId},
-                                   {"product_id", r.productId},
+                                   {"vendor_id", static_cast<uint32_t>(r.vendorId)},
+                                   {"product_id", static_cast<uint32_t>(r.productId)},
                                    {"serial", fieldText(r.serialNumber, sizeof r.serialNumber)},
                                    {"name", fieldText(r.name, sizeof r.name)}});
   }
   document["video_nodes"] = nlohmann::json::array();
   for (uint32_t i = 0; nodes != nullptr && i < nodeCount; ++i) {
     document["video_nodes"].push_back(
-        {{"index", nodes[i].nodeIndex}, {"path", fieldText(nodes[i].path, sizeof nodes[i].path)}});
+        {{"index", static_cast<uint32_t>(nodes[i].nodeIndex)}, {"path", fieldText(nodes[i].path, sizeof nodes[i].path)}});
   }
   // Plug-ins fill these texts; replacing bad UTF-8 keeps the document valid.
   std::printf("%s\n", document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());

@@ -55,17 +55,19 @@ nlohmann::json describeCamera(SarvikBaseContext* context, Device* device, const 
     sensor["modes"] = list;
     SarvikIntrinsics k;
     if (readIntrinsics(context, device, type, &k)) {
-      sensor["intrinsics"] = {{"width", k.width}, {"height", k.height}, {"fx", k.fx},
-                              {"fy", k.fy},       {"cx", k.cx},         {"cy", k.cy}};
+      // Copies, not references: the record is packed.
+      sensor["intrinsics"] = {{"width", static_cast<uint32_t>(k.width)}, {"height", static_cast<uint32_t>(k.height)},
+                              {"fx", static_cast<float>(k.fx)},          {"fy", static_cast<float>(k.fy)},
+                              {"cx", static_cast<float>(k.cx)},          {"cy", static_cast<float>(k.cy)}};
     }
     sensors.push_back(sensor);
   }
   camera["sensors"] = sensors;
   SarvikDepthUnit unit;
   if (readDepthUnit(context, device, &unit)) {
-    camera["depth_unit"] = {{"encoding", unit.encoding},
+    camera["depth_unit"] = {{"encoding", static_cast<uint32_t>(unit.encoding)},
                             {"encoding_name", depthEncodingName(unit.encoding)},
-                            {"metres_per_unit", unit.metresPerUnit}};
+                            {"metres_per_unit", static_cast<float>(unit.metresPerUnit)}};
   }
   return camera;
 }

@@ -36,12 +36,12 @@ TEST_F(RecordFileTest, DecodesEveryTagFieldLittleEndianAtItsOffset) {
   RecordBytes b;
   b.u16(0x0220).u32(0x01020304).u64(0x1122334455667788ull).u32(2).u32(0xA0B0C0D0).u32(0x0E0F1011);
   const RecordTag tag = decodeRecordTag(b.bytes.data());
-  EXPECT_EQ(tag.streamType, 0x0220);
-  EXPECT_EQ(tag.frameIndex, 0x01020304u);
-  EXPECT_EQ(tag.frameStamp, 0x1122334455667788ull);
-  EXPECT_EQ(tag.dataSize, 2u);
-  EXPECT_EQ(tag.width, 0xA0B0C0D0u);
-  EXPECT_EQ(tag.height, 0x0E0F1011u);
+  EXPECT_EQ(+tag.streamType, 0x0220);
+  EXPECT_EQ(+tag.frameIndex, 0x01020304u);
+  EXPECT_EQ(+tag.frameStamp, 0x1122334455667788ull);
+  EXPECT_EQ(+tag.dataSize, 2u);
+  EXPECT_EQ(+tag.width, 0xA0B0C0D0u);
+  EXPECT_EQ(+tag.height, 0x0E0F1011u);
 }
 
 TEST_F(RecordFileTest, InterleavedStreamsKeepTheirOwnTagsAndData) {
@@ -56,12 +56,12 @@ TEST_F(RecordFileTest, InterleavedStreamsKeepTheirOwnTagsAndData) {
   ASSERT_EQ(entries.size(), 4u);
   EXPECT_EQ(reader.problem().kind, RecordDamage::kNone);
   EXPECT_EQ(reader.position(), reader.fileSize());
-  EXPECT_EQ(entries[2].tag.frameIndex, 1u);
-  EXPECT_EQ(entries[2].tag.frameStamp, 133u);
+  EXPECT_EQ(+entries[2].tag.frameIndex, 1u);
+  EXPECT_EQ(+entries[2].tag.frameStamp, 133u);
   const uint16_t types[] = {2, 1, 2, 1};
   const uint64_t offsets[] = {0, 42, 74, 116};
   for (int i = 0; i < 4; ++i) {
-    EXPECT_EQ(entries[i].tag.streamType, types[i]) << i;
+    EXPECT_EQ(+entries[i].tag.streamType, types[i]) << i;
     EXPECT_EQ(entries[i].offset, offsets[i]) << i;
   }
   std::vector<uint8_t> data;
@@ -177,7 +177,7 @@ TEST_F(RecordFileTest, ScanResumedAtTheLastWholeEntrySeesOnlyWhatWasAppended) {
   RecordFileReader second;
   const std::vector<RecordEntry> appended = readAll(&second, path, first.position());
   ASSERT_EQ(appended.size(), 1u);
-  EXPECT_EQ(appended[0].tag.frameIndex, 2u);
+  EXPECT_EQ(+appended[0].tag.frameIndex, 2u);
   EXPECT_EQ(second.problem().kind, RecordDamage::kNone);
 }
 
