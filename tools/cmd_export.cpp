@@ -1,11 +1,14 @@
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "tools/bmp_writer.h"
+#include "sarvik/SarvikRecordFile.h"
 #include "tools/commands.h"
 #include "tools/depth_cloud.h"
+#include "tools/image_files.h"
+#include "tools/output_file.h"
 #include "tools/record_file.h"
 #include "tools/sdk_session.h"
 #include "tools/stream_type_names.h"
@@ -15,92 +18,114 @@ namespace tools {
 
 namespace {
 
-// The first entry of the type with that frameIndex. The index starts again
-// at 0 when a stream is attached anew, so a file may hold it twice.
-bool findEntry(RecordFileReader* reader, uint32_t type, uint32_t index, RecordEntry* found) {
-  RecordEntry entry;
-  while (reader->next(&entry)) {
-    if (entry.tag.streamType == type && entry.tag.frameIndex == index) {
-      *found = entry;
-      return true;
+// OUT for one frame; with several, "depth.png" becomes "depth-000012.png".
+std::string outputName(const std::string& out, bool several, uint32_t frameIndex) {
+  if (!several) return out;
+  char number[16];
+  std::snprintf(number, sizeof number, "-%06u", frameIndex);
+  const size_t dot = out.find_last_of('.');
+  const size_t slash = out.find_last_of('/');
+  if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return out + number;
+  return out.substr(0, dot) + number + out.substr(dot);
+}
+
+class Exporter {
+ public:
+  Exporter(const CommandLine& line, FileFormat format) : m_line(line), m_format(format) {}
+
+  // Writes one entry; prints what failed and returns false.
+  bool write(const RecordEntry& entry, const std::vector<uint8_t>& data, bool several) {
+    const std::string path = outputName(m_line.output, several, entry.tag.frameIndex);
+    FrameImage image;
+    image.data = data.data();
+    image.width = entry.tag.width;
+    image.height = entry.tag.height;
+    image.bytesPerPixel = sarvikRecordBytesPerPixel(entry.tag);
+    std::string error;
+    if (m_format == FileFormat::kPly) {
+      if (!startModule()) return false;
+      // The conversion wants aligned samples; the file's bytes need not be.
+      std::vector<uint16_t> depth(data.size() / 2);
+      std::memcpy(depth.data(), data.data(), depth.size() * 2);
+      const CloudSetup setup = resolveCloud(m_line.cloud, nullptr, nullptr, image.width, image.height);
+      return writeDepthCloud(m_sdk->context(), depth.data(), image.width, image.height, setup, false, path,
+                             m_line.force) == 0;
     }
+    std::vector<uint8_t> bytes;
+    if (!encodeImage(m_format, image, &bytes, &error) || !saveFile(path, m_line.force, bytes, &error)) {
+      reportError(error);
+      return false;
+    }
+    std::printf("wrote %s (%s frame %u, %ux%u %s)\n", path.c_str(), streamTypeName(entry.tag.streamType).c_str(),
+                entry.tag.frameIndex, image.width, image.height, fileFormatName(m_format));
+    return true;
   }
-  return false;
-}
 
-int exportColour(const RecordTag& tag, const std::vector<uint8_t>& data, const std::string& out) {
-  // The file does not say how pixels are laid out; colour frames are three
-  // bytes a pixel, and dataSize must agree.
-  if (static_cast<uint64_t>(tag.width) * tag.height * 3 != tag.dataSize) {
-    std::fprintf(stderr, "the color frame is %ux%u with %u bytes: not 3 bytes a pixel, no BMP written\n", tag.width,
-                 tag.height, tag.dataSize);
-    return 1;
-  }
-  std::string error;
-  if (!writeBmpFile(out, data.data(), tag.width, tag.height, &error)) {
-    std::fprintf(stderr, "%s\n", error.c_str());
-    return 1;
-  }
-  std::printf("wrote a %ux%u BMP to %s\n", tag.width, tag.height, out.c_str());
-  return 0;
-}
+  int finish(int exitCode) { return m_sdk ? finishSession(m_sdk.get(), exitCode) : exitCode; }
 
-int exportDepth(const CommandLine& line, const RecordTag& tag, const std::vector<uint8_t>& data) {
-  if (static_cast<uint64_t>(tag.width) * tag.height * 2 != tag.dataSize) {
-    std::fprintf(stderr, "the depth frame is %ux%u with %u bytes: not 2 bytes a pixel, no cloud written\n",
-                 tag.width, tag.height, tag.dataSize);
-    return 1;
+ private:
+  // The conversion needs a context but no camera, so the module is not
+  // initialised; loaded only when a cloud is asked for.
+  bool startModule() {
+    if (m_sdk) return true;
+    m_sdk.reset(new SdkSession());
+    return m_sdk->start(m_line.modulePath, false);
   }
-  std::vector<uint16_t> depth(static_cast<size_t>(tag.width) * tag.height);
-  std::memcpy(depth.data(), data.data(), data.size());
-  // The conversion needs a context but no camera, so the module is not initialised.
-  SdkSession sdk;
-  if (!sdk.start(line.modulePath, false)) return 1;
-  const int exitCode =
-      writeDepthCloud(sdk.context(), depth.data(), tag.width, tag.height, line.cloud, false, line.output);
-  return finishSession(&sdk, exitCode);
-}
 
-int exportRaw(const RecordTag& tag, const std::vector<uint8_t>& data, const std::string& out) {
-  std::FILE* file = std::fopen(out.c_str(), "wb");
-  const bool written = file != nullptr && std::fwrite(data.data(), 1, data.size(), file) == data.size();
-  if (file == nullptr || std::fclose(file) != 0 || !written) {
-    std::fprintf(stderr, "%s: cannot write\n", out.c_str());
-    return 1;
-  }
-  std::printf("wrote %u raw bytes of a %ux%u frame to %s\n", tag.dataSize, tag.width, tag.height, out.c_str());
-  return 0;
-}
+  const CommandLine& m_line;
+  const FileFormat m_format;
+  std::unique_ptr<SdkSession> m_sdk;
+};
 
 }  // namespace
 
 int runExport(const CommandLine& line) {
+  const std::string type = streamTypeName(line.exportType);
+  const FileFormat format = fileFormatOf(line.output);
+  if (format == FileFormat::kUnknown || !formatFits(line.exportType, format)) {
+    return reportError("cannot write " + type + " frames as " +
+                       (format == FileFormat::kUnknown ? "'" + line.output + "'" : fileFormatName(format)) +
+                       "; name OUT ." + formatsFor(line.exportType));
+  }
   RecordFileReader reader;
   std::string error;
-  if (!reader.open(line.file, 0, &error)) {
-    std::fprintf(stderr, "%s\n", error.c_str());
-    return 1;
-  }
+  if (!reader.open(line.file, 0, &error)) return reportError("cannot export " + error);
+  const bool several = line.allFrames || line.firstIndex != line.lastIndex;
+  Exporter exporter(line, format);
   RecordEntry entry;
-  if (!findEntry(&reader, line.exportType, line.index, &entry)) {
-    std::fprintf(stderr, "no %s frame with index %u in %s", streamTypeName(line.exportType).c_str(), line.index,
-                 line.file.c_str());
-    if (reader.problem().kind != RecordDamage::kNone) {
-      std::fprintf(stderr, " before its damage (%s)", reader.problem().describe().c_str());
-    }
-    std::fprintf(stderr, "\n");
-    return 1;
-  }
   std::vector<uint8_t> data;
-  if (!reader.readData(entry, &data, &error)) {
-    std::fprintf(stderr, "%s\n", error.c_str());
-    return 1;
+  uint64_t written = 0;
+  int exitCode = 0;
+  while (exitCode == 0 && reader.next(&entry)) {
+    const uint32_t index = entry.tag.frameIndex;
+    if (entry.tag.streamType != line.exportType) continue;
+    if (!line.allFrames && (index < line.firstIndex || index > line.lastIndex)) continue;
+    if (!reader.readData(entry, &data, &error)) {
+      exitCode = reportError(line.file + ": " + error);
+    } else if (!exporter.write(entry, data, several)) {
+      exitCode = 1;
+    } else {
+      ++written;
+    }
+    // The index starts again at 0 when a stream is attached anew; one
+    // frame asked for is the first with that index.
+    if (!several) break;
   }
-  switch (line.exportType) {
-    case SARVIK_STREAM_COLOR: return exportColour(entry.tag, data, line.output);
-    case SARVIK_STREAM_DEPTH: return exportDepth(line, entry.tag, data);
-    default: return exportRaw(entry.tag, data, line.output);
+  const RecordProblem& problem = reader.problem();
+  if (exitCode == 0 && written == 0) {
+    std::string what = line.allFrames ? "no " + type + " frames"
+                                      : "no " + type + " frame with index " + std::to_string(line.firstIndex) +
+                                            (several ? " to " + std::to_string(line.lastIndex) : "");
+    if (problem.kind != RecordDamage::kNone) what += " before its damage (" + problem.describe() + ")";
+    exitCode = reportError(what + " in " + line.file + "; `sarvik inspect` shows what it holds");
+  } else if (exitCode == 0 && several && problem.kind != RecordDamage::kNone) {
+    // What was written is sound; the user should still know the rest was lost.
+    std::fprintf(stderr, "sarvik: %s is damaged (%s); frames after that are not exported\n", line.file.c_str(),
+                 problem.describe().c_str());
+    exitCode = 1;
   }
+  if (several && written > 0) std::printf("exported %llu %s frames\n", static_cast<unsigned long long>(written), type.c_str());
+  return exporter.finish(exitCode);
 }
 
 }  // namespace tools

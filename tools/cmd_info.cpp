@@ -1,10 +1,13 @@
-#include <cctype>
 #include <cstdio>
 #include <string>
 #include <vector>
 
-#include "plugins/simcam/sim_frame_mode.h"
+#include <nlohmann/json.hpp>
+
+#include "sarvik/SarvikCamera.h"
+#include "tools/camera_facts.h"
 #include "tools/commands.h"
+#include "tools/mode_choice.h"
 #include "tools/open_camera.h"
 #include "tools/sdk_session.h"
 #include "tools/stream_type_names.h"
@@ -16,90 +19,85 @@ namespace {
 
 constexpr uint32_t kSensorTypes[] = {SARVIK_STREAM_COLOR, SARVIK_STREAM_DEPTH, SARVIK_STREAM_IR,
                                      SARVIK_STREAM_LIGHT_IR};
-// Room offered to getFrameModeList; a sensor with more modes shows the first ones.
-constexpr uint32_t kModeRoom = 64;
-constexpr uint32_t kProperty72Bytes = 82;
-constexpr uint32_t kStreamFlagModeProperty = 75;
 
-const char* pixelFormatName(uint16_t format) {
-  switch (format) {
-    case kSimPixelRgb24: return "rgb24";
-    case kSimPixelDepth16: return "depth16";
-    case kSimPixelGray8: return "gray8";
-    case kSimPixelGray16: return "gray16";
-    default: return "format ?";
+// Everything `info` shows, gathered once and then printed as text or JSON.
+nlohmann::json describeCamera(SarvikBaseContext* context, Device* device, const std::string& address) {
+  nlohmann::json camera;
+  camera["address"] = address;
+  SarvikDeviceInfoBlock block;
+  if (readDeviceInfo(context, device, &block)) {
+    char ids[16];
+    std::snprintf(ids, sizeof ids, "%04x:%04x", block.vendorId, block.productId);
+    camera["serial"] = fieldText(block.serialNumber, sizeof block.serialNumber);
+    camera["firmware"] = fieldText(block.firmwareVersion, sizeof block.firmwareVersion);
+    camera["hardware"] = fieldText(block.hardwareId, sizeof block.hardwareId);
+    camera["usb_id"] = ids;
   }
-}
-
-void printModes(SarvikBaseContext* context, Device* device, uint32_t sensorType) {
-  std::vector<SimFrameMode> modes(kModeRoom);
-  uint32_t count = kModeRoom;
-  // The two words carry the plug-in's own arguments: the array and its count.
-  const int32_t status = context->getFrameModeList(device, sensorType, reinterpret_cast<uintptr_t>(modes.data()),
-                                                   reinterpret_cast<uintptr_t>(&count));
-  if (status != 0) {
-    std::printf("%s: no modes (getFrameModeList: %d)\n", streamTypeName(sensorType).c_str(), status);
-    return;
-  }
-  const typedefSarvikFrameMode* current = context->getCurrentFrameMode(device, sensorType);
-  std::printf("%s: %u mode%s\n", streamTypeName(sensorType).c_str(), count, count == 1 ? "" : "s");
-  for (uint32_t i = 0; i < count && i < kModeRoom; ++i) {
-    const typedefSarvikFrameMode& m = modes[i].mode;
-    const bool isCurrent = current != nullptr && simModeEquals(*current, m);
-    std::printf("  %c %ux%u @ %d fps  %s\n", isCurrent ? '*' : ' ', simModeWidth(m), simModeHeight(m),
-                simModeFps(m), pixelFormatName(simModeFormat(m)));
-  }
-}
-
-void printHexDump(const uint8_t* bytes, uint32_t size) {
-  for (uint32_t line = 0; line < size; line += 16) {
-    std::printf("  %04x ", line);
-    std::string text;
-    for (uint32_t i = line; i < line + 16; ++i) {
-      if (i < size) {
-        std::printf(" %02x", bytes[i]);
-        text += std::isprint(bytes[i]) ? static_cast<char>(bytes[i]) : '.';
-      } else {
-        std::printf("   ");
-      }
+  nlohmann::json sensors = nlohmann::json::array();
+  for (uint32_t type : kSensorTypes) {
+    int32_t status = 0;
+    const std::vector<SarvikModeRecord> modes = listModes(context, device, type, &status);
+    if (modes.empty()) continue;
+    const typedefSarvikFrameMode* current = context->getCurrentFrameMode(device, type);
+    nlohmann::json sensor;
+    sensor["type"] = streamTypeName(type);
+    nlohmann::json list = nlohmann::json::array();
+    for (size_t i = 0; i < modes.size(); ++i) {
+      const typedefSarvikFrameMode& m = modes[i].mode;
+      const char* format = sarvikPixelName(sarvikModeFormat(m));
+      list.push_back({{"index", i},
+                      {"width", sarvikModeWidth(m)},
+                      {"height", sarvikModeHeight(m)},
+                      {"fps", sarvikModeFps(m)},
+                      {"format", format != nullptr ? format : "unknown"},
+                      {"current", current != nullptr && sarvikModeEquals(*current, m)}});
     }
-    std::printf("  |%s|\n", text.c_str());
-  }
-}
-
-// Runs of four or more printable characters, as `strings` would show them.
-void printTexts(const uint8_t* bytes, uint32_t size) {
-  std::string run, texts;
-  for (uint32_t i = 0; i <= size; ++i) {
-    if (i < size && std::isprint(bytes[i])) {
-      run += static_cast<char>(bytes[i]);
-      continue;
+    sensor["modes"] = list;
+    SarvikIntrinsics k;
+    if (readIntrinsics(context, device, type, &k)) {
+      // Copies, not references: the record is packed.
+      sensor["intrinsics"] = {{"width", static_cast<uint32_t>(k.width)}, {"height", static_cast<uint32_t>(k.height)},
+                              {"fx", static_cast<float>(k.fx)},          {"fy", static_cast<float>(k.fy)},
+                              {"cx", static_cast<float>(k.cx)},          {"cy", static_cast<float>(k.cy)}};
     }
-    if (run.size() >= 4) texts += (texts.empty() ? "\"" : ", \"") + run + "\"";
-    run.clear();
+    sensors.push_back(sensor);
   }
-  std::printf("  texts: %s\n", texts.empty() ? "none" : texts.c_str());
+  camera["sensors"] = sensors;
+  SarvikDepthUnit unit;
+  if (readDepthUnit(context, device, &unit)) {
+    camera["depth_unit"] = {{"encoding", static_cast<uint32_t>(unit.encoding)},
+                            {"encoding_name", depthEncodingName(unit.encoding)},
+                            {"metres_per_unit", static_cast<float>(unit.metresPerUnit)}};
+  }
+  return camera;
 }
 
-// The layout of the property-72 block is the camera's own business, so it is
-// shown raw rather than decoded.
-void printProperties(SarvikBaseContext* context, Device* device) {
-  uint8_t block[kProperty72Bytes] = {};
-  int32_t status = context->getDeviceProperty72(device, block);
-  if (status == 0) {
-    std::printf("property 72 (%u bytes):\n", kProperty72Bytes);
-    printHexDump(block, kProperty72Bytes);
-    printTexts(block, kProperty72Bytes);
-  } else {
-    std::printf("property 72: no answer (%d)\n", status);
+void printText(const nlohmann::json& camera) {
+  std::printf("%s\n", camera["address"].get<std::string>().c_str());
+  if (camera.contains("serial")) {
+    std::printf("  serial %s, firmware %s, hardware %s, id %s\n", camera["serial"].get<std::string>().c_str(),
+                camera["firmware"].get<std::string>().c_str(), camera["hardware"].get<std::string>().c_str(),
+                camera["usb_id"].get<std::string>().c_str());
   }
-  int32_t mode = 0;
-  uint32_t length = sizeof mode;
-  status = context->getDeviceProperty(device, kStreamFlagModeProperty, &mode, &length);
-  if (status == 0) {
-    std::printf("property 75 (stream flag mode): %d\n", mode);
-  } else {
-    std::printf("property 75: no answer (%d)\n", status);
+  for (const auto& sensor : camera["sensors"]) {
+    const size_t count = sensor["modes"].size();
+    std::printf("%s: %zu mode%s\n", sensor["type"].get<std::string>().c_str(), count, count == 1 ? "" : "s");
+    for (const auto& m : sensor["modes"]) {
+      std::printf("  %c %2d: %dx%d@%d %s\n", m["current"].get<bool>() ? '*' : ' ', m["index"].get<int>(),
+                  m["width"].get<int>(), m["height"].get<int>(), m["fps"].get<int>(),
+                  m["format"].get<std::string>().c_str());
+    }
+    if (sensor.contains("intrinsics")) {
+      const auto& k = sensor["intrinsics"];
+      std::printf("  intrinsics at %dx%d: fx %.3f fy %.3f cx %.3f cy %.3f\n", k["width"].get<int>(),
+                  k["height"].get<int>(), k["fx"].get<double>(), k["fy"].get<double>(), k["cx"].get<double>(),
+                  k["cy"].get<double>());
+    }
+  }
+  if (camera.contains("depth_unit")) {
+    const auto& unit = camera["depth_unit"];
+    std::printf("depth unit: %s, %g m per unit\n", unit["encoding_name"].get<std::string>().c_str(),
+                unit["metres_per_unit"].get<double>());
   }
 }
 
@@ -111,13 +109,15 @@ int runInfo(const CommandLine& line) {
   int exitCode = 0;
   {
     OpenCamera camera(sdk.context());
-    if (camera.open(line.address) != 0) {
+    if (camera.open(line.camera) != 0) {
       exitCode = 1;
     } else {
-      std::printf("%s\n", line.address.c_str());
-      for (uint32_t type : kSensorTypes) printModes(sdk.context(), camera.device(), type);
-      // Properties are informative: a camera that answers none is still fine.
-      printProperties(sdk.context(), camera.device());
+      const nlohmann::json facts = describeCamera(sdk.context(), camera.device(), camera.address());
+      if (line.json) {
+        std::printf("%s\n", facts.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+      } else {
+        printText(facts);
+      }
       if (camera.close() != 0) exitCode = 1;
     }
   }

@@ -36,11 +36,11 @@ class StreamRun {
         m_line(line),
         m_clock(line.seconds),
         m_monitor(line.types, monotonicMicros()),
-        m_session(sdk->context(), line.address, line.types, line.callback, &m_monitor) {}
+        m_session(sdk->context(), line.camera, line.types, line.modeRequests, line.callback, &m_monitor) {}
 
   int run() {
     if (m_session.open() != 0) return 1;
-    std::printf("streaming %s from %s with %s; %s\n", typeList(m_line.types).c_str(), m_line.address.c_str(),
+    std::printf("streaming %s from %s with %s; %s\n", typeList(m_line.types).c_str(), m_session.address().c_str(),
                 m_line.callback ? "frame callbacks" : "a reader thread",
                 m_line.seconds > 0 ? "stops by itself" : "Ctrl-C stops");
     m_nextLineUs = monotonicMicros() + kSecondUs;
@@ -66,12 +66,12 @@ class StreamRun {
   void say(const std::string& text) { std::printf("[%6.1fs] %s\n", m_clock.elapsedSeconds(), text.c_str()); }
 
   int watchStreams(bool gotEvent, const DeviceEvent& event, uint64_t now) {
-    if (gotEvent && event.state == 1 && event.address == m_line.address && m_line.callback) m_session.markGone();
+    if (gotEvent && event.state == 1 && event.address == m_session.address() && m_line.callback) m_session.markGone();
     if (now >= m_nextLookUs) {
       m_nextLookUs = now + kSecondUs;
       // A reader learns of an unplug from its wait; give that a second
       // before the table decides. Callbacks have no such messenger.
-      m_absentLooks = cameraListed(m_sdk->context(), m_line.address) ? 0 : m_absentLooks + 1;
+      m_absentLooks = cameraListed(m_sdk->context(), m_session.address()) ? 0 : m_absentLooks + 1;
       if (m_absentLooks >= (m_line.callback ? 1 : 2)) m_session.markGone();
     }
     const int32_t status = m_session.endStatus();
@@ -90,7 +90,7 @@ class StreamRun {
   int lookForCamera(bool gotEvent, uint64_t now) {
     if (!gotEvent && now < m_nextLookUs) return 0;
     m_nextLookUs = now + kSecondUs;
-    if (!cameraListed(m_sdk->context(), m_line.address)) return 0;
+    if (!cameraListed(m_sdk->context(), m_session.address())) return 0;
     // A failed open is reported and tried again on the next look: the camera
     // may still be coming up.
     if (m_session.open() != 0) return 0;
@@ -121,7 +121,7 @@ int runStream(const CommandLine& line) {
   if (!sdk.start(line.modulePath, true)) return 1;
   installInterruptHandler();
   const int32_t status = sdk.watchDevices();
-  if (status != 0) return finishSession(&sdk, reportFailure("registerDeviceStateCallback()", status));
+  if (status != 0) return finishSession(&sdk, reportFailure("watching for cameras", status));
   int exitCode;
   {
     StreamRun run(&sdk, line);

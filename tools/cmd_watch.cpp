@@ -36,7 +36,7 @@ int runWatch(const CommandLine& line) {
   }
   // Never shut down holding printLock: shutdown waits for the plug-in's
   // event thread, which may be waiting for the lock in the listener.
-  if (status != 0) return finishSession(&sdk, reportFailure("registerDeviceStateCallback()", status));
+  if (status != 0) return finishSession(&sdk, reportFailure("watching for cameras", status));
   RunClock clock(line.seconds);
   DeviceEvent ignored;
   // The listener has printed each event already; the queue is only drained.

@@ -8,37 +8,50 @@
 #include <string>
 #include <vector>
 
+#include "tools/mode_choice.h"
+
 namespace sarvik {
 namespace tools {
 
 enum class Command { kDevices, kInfo, kStream, kWatch, kRecord, kInspect, kExport, kSnapshot, kCloud };
 
-// How a depth image becomes points. The defaults are the module's own
-// fall-back intrinsics; any of scale, fx, fy, cx, cy at or below 0 makes the
-// module use that whole set anyway. What a decoded depth unit is belongs to
-// the camera: the simulated camera's millimetres become metres at scale 1000.
+// How a depth image becomes points. A value left NaN is taken from the
+// camera (intrinsics and depth unit properties) and, failing that, from the
+// fall-backs in depth_cloud.cpp.
 struct CloudOptions {
-  float scale = 1000.0f;
-  float fx = 425.0f;
-  float fy = 425.0f;
-  float cx = 200.0f;
-  float cy = 320.0f;
-  uint32_t encoding = 0;  // 0: two fractional bits, as the simulated camera delivers
+  float scale;
+  float fx;
+  float fy;
+  float cx;
+  float cy;
+  int64_t encoding = -1;  // -1: the camera's, else depthToPointCloud's encoding
   bool clip = false;
+  CloudOptions();
 };
 
 struct CommandLine {
   Command command = Command::kDevices;
   std::string modulePath;  // --module; empty: SARVIK_MODULE, then beside the program
-  std::string address;
+  int verbosity = 0;       // -v: milestones too, -vv: tracing too
+  std::string logFile;     // --log-file: the module's log goes there
+  bool json = false;       // devices, info, inspect
+  bool force = false;      // overwrite an existing regular file
+  std::string camera;      // -c or a positional address: address, serial or index; empty: default
+  std::vector<std::string> modes;  // --mode texts as given
+  std::vector<ModeRequest> modeRequests;  // the same, parsed, each with its stream type
   std::string file;    // record FILE, inspect FILE, export FILE, snapshot [FILE]
   std::string output;  // export OUT, cloud OUT.ply
+  std::string imageFormat = "png";  // snapshot without FILE
   std::vector<uint32_t> types;  // stream, record: each type once, in the order given
   double seconds = 0.0;         // stream, watch, record: 0 runs until interrupted
+  uint64_t maxBytes = 0;        // record --max-size; 0: no limit
   bool callback = false;        // stream --callback
   bool colour = false;          // cloud --colour
-  uint32_t index = 0;           // export --index: the frameIndex in the file
-  uint32_t exportType = 0;      // export --type
+  // export: which frames of `exportType`, by frameIndex, inclusive.
+  uint32_t firstIndex = 0;
+  uint32_t lastIndex = 0;
+  bool allFrames = false;
+  uint32_t exportType = 0;
   CloudOptions cloud;
 };
 
@@ -48,7 +61,16 @@ struct ParseOutcome {
   std::string text;  // help or error message
 };
 
-ParseOutcome parseCommandLine(int argc, const char* const* argv, CommandLine* out);
+// `externals` are the names of sarvik-NAME programs found, for the help text.
+ParseOutcome parseCommandLine(int argc, const char* const* argv, CommandLine* out,
+                              const std::vector<std::string>& externals = {});
+
+// Whether `text` is a camera address rather than a file name: it has a
+// scheme ("usb://", "file://", "net://") or names a video node.
+bool looksLikeAddress(const std::string& text);
+
+// The program's version, as --version prints it.
+const char* programVersion();
 
 }  // namespace tools
 }  // namespace sarvik

@@ -70,7 +70,7 @@ int32_t printCurrentDevices(std::FILE* out, SarvikBaseContext* context) {
   uint32_t count = 0;
   const int32_t status = context->getDeviceList(&records, &count);
   if (status != 0) {
-    reportFailure("getDeviceList()", status);
+    reportFailure("listing the cameras", status);
     return status;
   }
   printDeviceTable(out, records, count);

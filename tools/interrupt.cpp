@@ -1,6 +1,7 @@
 #include "tools/interrupt.h"
 
 #include <signal.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -15,12 +16,16 @@ namespace {
 
 volatile sig_atomic_t g_interrupted = 0;
 
+// A terminal and `timeout` send SIGINT to the whole process group, so a
+// user's second Ctrl-C must still end cleanly with the summary. Only a
+// third one gives up on a program stuck in a module call.
 void onSignal(int) {
-  g_interrupted = 1;
-  // Restore the default so that a program stuck in a module call can still
-  // be killed by a second Ctrl-C.
-  signal(SIGINT, SIG_DFL);
-  signal(SIGTERM, SIG_DFL);
+  if (g_interrupted >= 2) {
+    static const char kText[] = "sarvik: interrupted three times, giving up\n";
+    (void)!write(2, kText, sizeof kText - 1);
+    _exit(130);
+  }
+  g_interrupted = g_interrupted + 1;
 }
 
 }  // namespace

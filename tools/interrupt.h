@@ -8,7 +8,8 @@
 namespace sarvik {
 namespace tools {
 
-// Installs the SIGINT and SIGTERM handlers; a second Ctrl-C kills as usual.
+// Installs the SIGINT and SIGTERM handlers. The first and second signal
+// end the run cleanly; a third ends the process at once with status 130.
 void installInterruptHandler();
 bool interruptRequested();
 

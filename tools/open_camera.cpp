@@ -1,5 +1,6 @@
 #include "tools/open_camera.h"
 
+#include "sarvik/SarvikStatus.h"
 #include "tools/sdk_session.h"
 #include "tools/stream_type_names.h"
 
@@ -7,8 +8,7 @@ namespace sarvik {
 namespace tools {
 
 int32_t OpenCamera::open(const std::string& address) {
-  m_address = address;
-  return openCamera(m_context, address, &m_device);
+  return openCamera(m_context, address, &m_device, &m_address);
 }
 
 int32_t OpenCamera::openStream(uint32_t type, VideoStream** stream, StreamFrameCallback callback, void* user) {
@@ -16,7 +16,11 @@ int32_t OpenCamera::openStream(uint32_t type, VideoStream** stream, StreamFrameC
   const int32_t status = m_context->openStream(m_device, type, stream, callback, user);
   if (status != 0) {
     *stream = nullptr;
-    reportFailure("openStream(" + streamTypeName(type) + ")", status);
+    const std::string name = streamTypeName(type);
+    reportFailure("opening the " + name + " stream of " + m_address, status,
+                  status == kStatusNoSource || status == kSarvikErrNotFound
+                      ? "the camera has no " + name + " sensor; `sarvik info` shows what it has"
+                      : std::string());
     return status;
   }
   m_streams.emplace_back(type, *stream);
@@ -28,7 +32,7 @@ int32_t OpenCamera::close() {
   for (const auto& entry : m_streams) {
     const int32_t status = m_context->closeStream(entry.second);
     if (status != 0) {
-      reportFailure("closeStream(" + streamTypeName(entry.first) + ")", status);
+      reportFailure("closing the " + streamTypeName(entry.first) + " stream", status);
       if (first == 0) first = status;
     }
   }
@@ -37,7 +41,7 @@ int32_t OpenCamera::close() {
     const int32_t status = m_context->closeDevice(m_device);
     m_device = nullptr;
     if (status != 0) {
-      reportFailure("closeDevice(" + m_address + ")", status);
+      reportFailure("closing " + m_address, status);
       if (first == 0) first = status;
     }
   }

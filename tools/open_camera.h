@@ -21,9 +21,9 @@ class OpenCamera {
   OpenCamera(const OpenCamera&) = delete;
   OpenCamera& operator=(const OpenCamera&) = delete;
 
-  // Each prints the failing call ("openDevice(usb://sim/9) failed: -4") and
-  // returns the module's status.
-  int32_t open(const std::string& address);
+  // Each prints what failed and returns the module's status. `selector` is
+  // an address, a serial, an index or empty (see openCamera).
+  int32_t open(const std::string& selector);
   int32_t openStream(uint32_t type, VideoStream** stream, StreamFrameCallback callback = nullptr,
                      void* user = nullptr);
 
@@ -32,6 +32,7 @@ class OpenCamera {
   int32_t close();
 
   Device* device() const { return m_device; }
+  // The address opened.
   const std::string& address() const { return m_address; }
 
  private:

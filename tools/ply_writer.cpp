@@ -79,21 +79,5 @@ long long writePly(std::ostream& out, const typedefSarvikPoint3D* points, const 
   return out ? static_cast<long long>(real) : -1;
 }
 
-long long writePlyFile(const std::string& path, const typedefSarvikPoint3D* points,
-                       const typedefSarvikRGBA* colours, size_t count, std::string* error) {
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  if (!file) {
-    *error = path + ": " + std::strerror(errno);
-    return -1;
-  }
-  const long long written = writePly(file, points, colours, count);
-  file.close();
-  if (written < 0 || !file) {
-    *error = path + ": write failed";
-    return -1;
-  }
-  return written;
-}
-
 }  // namespace tools
 }  // namespace sarvik

@@ -23,10 +23,6 @@ size_t countRealPoints(const typedefSarvikPoint3D* points, size_t count);
 long long writePly(std::ostream& out, const typedefSarvikPoint3D* points, const typedefSarvikRGBA* colours,
                    size_t count);
 
-// The same into a file, replaced if it exists.
-long long writePlyFile(const std::string& path, const typedefSarvikPoint3D* points,
-                       const typedefSarvikRGBA* colours, size_t count, std::string* error);
-
 }  // namespace tools
 }  // namespace sarvik
 

@@ -8,34 +8,6 @@
 namespace sarvik {
 namespace tools {
 
-namespace {
-
-uint64_t readLittleEndian(const uint8_t* bytes, int count) {
-  uint64_t value = 0;
-  for (int i = count - 1; i >= 0; --i) value = (value << 8) | bytes[i];
-  return value;
-}
-
-// Recorders write tight images of one to four bytes a pixel. A tag that wants
-// more data than that is garbage rather than a frame cut short.
-bool dataSizeFitsImage(const RecordTag& tag) {
-  const uint64_t pixels = static_cast<uint64_t>(tag.width) * tag.height;
-  return pixels != 0 && tag.dataSize <= pixels * 4;
-}
-
-}  // namespace
-
-RecordTag decodeRecordTag(const uint8_t* bytes) {
-  RecordTag tag;
-  tag.streamType = static_cast<uint16_t>(readLittleEndian(bytes + 0, 2));
-  tag.frameIndex = static_cast<uint32_t>(readLittleEndian(bytes + 2, 4));
-  tag.frameStamp = readLittleEndian(bytes + 6, 8);
-  tag.dataSize = static_cast<uint32_t>(readLittleEndian(bytes + 14, 4));
-  tag.width = static_cast<uint32_t>(readLittleEndian(bytes + 18, 4));
-  tag.height = static_cast<uint32_t>(readLittleEndian(bytes + 22, 4));
-  return tag;
-}
-
 std::string RecordProblem::describe() const {
   const std::string at = " at byte " + std::to_string(offset) + ": ";
   switch (kind) {
@@ -48,10 +20,10 @@ std::string RecordProblem::describe() const {
       return "truncated data" + at + "the tag announces " + std::to_string(tag.dataSize) + " bytes, " +
              std::to_string(available - kRecordTagBytes) + " follow";
     case RecordDamage::kInconsistentTag:
-      if (tag.dataSize == 0) return "inconsistent tag" + at + "dataSize 0";
-      return "inconsistent tag" + at + "dataSize " + std::to_string(tag.dataSize) + " for a " +
-             std::to_string(tag.width) + "x" + std::to_string(tag.height) + " image, " +
-             std::to_string(available - kRecordTagBytes) + " bytes follow";
+      return "inconsistent tag" + at + (why != nullptr ? std::string(why) + ": " : std::string()) + "type " +
+             std::to_string(tag.streamType) + ", " + std::to_string(tag.width) + "x" + std::to_string(tag.height) +
+             ", dataSize " + std::to_string(tag.dataSize) + ", " + std::to_string(available - kRecordTagBytes) +
+             " bytes follow";
   }
   return "unknown damage";
 }
@@ -85,6 +57,7 @@ bool RecordFileReader::fail(RecordDamage kind, const RecordTag& tag) {
   m_problem.offset = m_position;
   m_problem.available = m_fileSize - m_position;
   m_problem.tag = tag;
+  if (kind != RecordDamage::kInconsistentTag) m_problem.why = nullptr;
   return false;
 }
 
@@ -101,10 +74,14 @@ bool RecordFileReader::next(RecordEntry* entry) {
     return fail(RecordDamage::kTruncatedTag, RecordTag());
   }
   const RecordTag tag = decodeRecordTag(bytes);
-  if (tag.dataSize == 0) return fail(RecordDamage::kInconsistentTag, tag);
-  if (tag.dataSize > left - kRecordTagBytes) {
-    return fail(dataSizeFitsImage(tag) ? RecordDamage::kTruncatedData : RecordDamage::kInconsistentTag, tag);
+  // Judged as if the rest of the file were there, so that a sound tag whose
+  // data is cut short counts as truncated rather than as nonsense.
+  const char* why = sarvikRecordTagProblem(tag, UINT64_MAX);
+  if (why != nullptr) {
+    m_problem.why = why;
+    return fail(RecordDamage::kInconsistentTag, tag);
   }
+  if (tag.dataSize > left - kRecordTagBytes) return fail(RecordDamage::kTruncatedData, tag);
   entry->tag = tag;
   entry->offset = m_position;
   m_position += kRecordTagBytes + static_cast<uint64_t>(tag.dataSize);

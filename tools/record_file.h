@@ -11,22 +11,18 @@
 #include <string>
 #include <vector>
 
+#include "sarvik/SarvikRecordFile.h"
+
 namespace sarvik {
 namespace tools {
 
-constexpr uint32_t kRecordTagBytes = 26;
+constexpr uint32_t kRecordTagBytes = kSarvikRecordTagBytes;
 
-struct RecordTag {
-  uint16_t streamType = 0;
-  uint32_t frameIndex = 0;
-  uint64_t frameStamp = 0;
-  uint32_t dataSize = 0;
-  uint32_t width = 0;
-  uint32_t height = 0;
-};
+// The tag as the file holds it.
+using RecordTag = SarvikRecordTag;
 
 // Decodes the 26 bytes at `bytes`.
-RecordTag decodeRecordTag(const uint8_t* bytes);
+inline RecordTag decodeRecordTag(const uint8_t* bytes) { return sarvikDecodeRecordTag(bytes); }
 
 struct RecordEntry {
   RecordTag tag;
@@ -37,15 +33,16 @@ enum class RecordDamage {
   kNone,
   kTruncatedTag,     // the file ends inside a tag
   kTruncatedData,    // a sound tag whose data the file cuts short
-  kInconsistentTag,  // a tag that no recorder writes: dataSize 0, or more than the rest holds and
-                     // more than its image can need
+  kInconsistentTag,  // a tag that no recorder writes: unknown stream type, a size out of range, or a
+                     // dataSize that is not width x height x bytes per pixel of its type
 };
 
 struct RecordProblem {
   RecordDamage kind = RecordDamage::kNone;
   uint64_t offset = 0;     // of the tag concerned
   uint64_t available = 0;  // bytes of the file from `offset` on
-  RecordTag tag;           // as read; empty for kTruncatedTag
+  RecordTag tag{};         // as read; empty for kTruncatedTag
+  const char* why = nullptr;  // for kInconsistentTag: what makes no sense
 
   // One line naming the byte offset, e.g.
   // "truncated data at byte 1234: the tag announces 614400 bytes, 100 follow".

@@ -16,7 +16,14 @@ double StreamSummary::rate() const {
   return static_cast<double>(frames - 1) * 1e6 / static_cast<double>(maxStamp - minStamp);
 }
 
-void RecordSummary::add(const RecordTag& tag) {
+void RecordSummary::add(const RecordTag& packed) {
+  // The tag is packed as in the file: its fields are copied out before
+  // anything takes them by reference.
+  struct {
+    uint32_t streamType, frameIndex, dataSize, width, height;
+    uint64_t frameStamp;
+  } const tag = {packed.streamType, packed.frameIndex, packed.dataSize, packed.width, packed.height,
+                 packed.frameStamp};
   ++m_entries;
   auto inserted = m_streams.emplace(tag.streamType, StreamSummary());
   StreamSummary& s = inserted.first->second;

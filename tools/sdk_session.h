@@ -8,14 +8,19 @@
 #include <string>
 
 #include "sarvik/SarvikBaseContext.h"
+#include "sarvik/SarvikLoader.h"
 #include "tools/device_events.h"
-#include "tools/module_library.h"
 
 namespace sarvik {
 namespace tools {
 
-// Prints "<call> failed: <status>" on stderr and returns the exit code 1.
-int reportFailure(const std::string& call, int32_t status);
+// Prints one line on stderr, "sarvik: <what> failed: <status name> (<code>);
+// <hint>", and returns the exit code 1. Without a hint, a general one for
+// the status is given where there is one.
+int reportFailure(const std::string& what, int32_t status, const std::string& hint = std::string());
+
+// Prints "sarvik: <text>" on stderr and returns 1.
+int reportError(const std::string& text);
 
 class SdkSession {
  public:
@@ -41,7 +46,7 @@ class SdkSession {
   int32_t finish();
 
  private:
-  ModuleLibrary m_library;
+  ModuleLoader m_loader;
   SarvikBaseContext* m_context = nullptr;
   bool m_initialised = false;
   DeviceEvents m_events;
@@ -50,11 +55,12 @@ class SdkSession {
 // Ends the session and folds a failing shutdown into the exit code.
 int finishSession(SdkSession* session, int exitCode);
 
-// Opens the camera at `address`. Node addresses ("/dev/video...") are only
-// known to the module after a node listing, so one is made first. Prints the
-// failing call; returns its status, or -1 if the module gave no handle (the
-// address is open already).
-int32_t openCamera(SarvikBaseContext* context, const std::string& address, Device** device);
+// Opens the camera `selector` names (address, serial or index; empty: the
+// only or first camera, named on stderr when there are several). Node
+// addresses ("/dev/video...") are only known to the module after a node
+// listing, so one is made first. Prints what failed; returns 0 or the
+// failing status, and the address opened in *address.
+int32_t openCamera(SarvikBaseContext* context, const std::string& selector, Device** device, std::string* address);
 
 // Whether `address` stands in the device table now, or for a node address
 // in a fresh node listing.

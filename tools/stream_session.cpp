@@ -1,5 +1,8 @@
 #include "tools/stream_session.h"
 
+#include "sarvik/SarvikStatus.h"
+#include "tools/mode_choice.h"
+
 #include "tools/monotonic_clock.h"
 #include "tools/sdk_session.h"
 #include "tools/stream_type_names.h"
@@ -16,9 +19,11 @@ constexpr int32_t kTimedOut = -11;
 bool isCameraGone(int32_t status) { return status == -9 || status == -10 || status == kCameraUnplugged; }
 
 StreamSession::StreamSession(SarvikBaseContext* context, const std::string& address,
-                             const std::vector<uint32_t>& types, bool useCallbacks, StreamMonitor* monitor)
+                             const std::vector<uint32_t>& types, const std::vector<ModeRequest>& modes,
+                             bool useCallbacks, StreamMonitor* monitor)
     : m_context(context),
       m_address(address),
+      m_modes(modes),
       m_useCallbacks(useCallbacks),
       m_monitor(monitor),
       m_camera(context) {
@@ -45,6 +50,13 @@ int32_t StreamSession::open() {
   m_stopReading = false;
   int32_t status = m_camera.open(m_address);
   if (status != 0) return status;
+  // A camera chosen by serial, index or default is found again by the
+  // address it had, after an unplug too.
+  m_address = m_camera.address();
+  if (applyModes(m_context, m_camera.device(), m_modes) != 0) {
+    close();
+    return kStatusBadArgument;
+  }
   for (auto& slot : m_slots) {
     // With a callback the module starts its callback thread before the
     // stream, so no frame arrives before we are ready for it.
@@ -85,7 +97,7 @@ void StreamSession::readerLoop() {
         m_context->waitForStreams(streams.data(), static_cast<int32_t>(streams.size()), &ready, kWaitSliceMs);
     if (status == kTimedOut) continue;
     if (status != 0) {
-      end(status, "waitForStreams()");
+      end(status, "waiting for frames");
       return;
     }
     if (!readQueuedFrames()) return;
@@ -100,7 +112,7 @@ bool StreamSession::readQueuedFrames() {
     const int32_t status = m_context->readFrame(slot->stream, &frame, 0);
     if (status == kTimedOut) continue;
     if (status != 0) {
-      end(status, "readFrame(" + streamTypeName(slot->type) + ")");
+      end(status, "reading a " + streamTypeName(slot->type) + " frame");
       return false;
     }
     m_monitor->onFrame(slot->index, *frame, monotonicMicros());

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "sarvik/SarvikBaseContext.h"
+#include "tools/mode_choice.h"
 #include "tools/open_camera.h"
 #include "tools/stream_monitor.h"
 
@@ -30,8 +31,10 @@ bool isCameraGone(int32_t status);
 
 class StreamSession {
  public:
+  // `address` may be any camera selector (see openCamera); after the first
+  // open the session keeps to the address it found. `modes` are set on every open.
   StreamSession(SarvikBaseContext* context, const std::string& address, const std::vector<uint32_t>& types,
-                bool useCallbacks, StreamMonitor* monitor);
+                const std::vector<ModeRequest>& modes, bool useCallbacks, StreamMonitor* monitor);
   ~StreamSession();
   StreamSession(const StreamSession&) = delete;
   StreamSession& operator=(const StreamSession&) = delete;
@@ -43,6 +46,7 @@ class StreamSession {
   // returns the first failing status. Safe to call when nothing is open.
   int32_t close();
   bool isOpen() const { return m_camera.device() != nullptr; }
+  const std::string& address() const { return m_address; }
 
   // 0 while reading goes on. Otherwise why it ended: isCameraGone(), or the
   // status of failedCall().
@@ -67,7 +71,8 @@ class StreamSession {
   void end(int32_t status, const std::string& call);
 
   SarvikBaseContext* const m_context;
-  const std::string m_address;
+  std::string m_address;
+  const std::vector<ModeRequest> m_modes;
   const bool m_useCallbacks;
   StreamMonitor* const m_monitor;
   std::vector<std::unique_ptr<Slot>> m_slots;

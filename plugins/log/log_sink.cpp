@@ -5,6 +5,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
 
 namespace sarvik_log {
@@ -55,8 +56,41 @@ size_t formatPrefix(char* out, size_t size, const char* tag, int32_t level) {
 }  // namespace
 
 LogSink::LogSink()
-    : m_console(true), m_fileOutput(false), m_level(kDefaultLevel), m_maxSize(0), m_file(nullptr),
-      m_fileSize(0) {}
+    : m_console(true), m_fileOutput(false), m_level(kDefaultLevel), m_levelSet(0), m_pathPinned(false),
+      m_maxSize(0), m_file(nullptr), m_fileSize(0) {
+  m_levelSet = levelSetFromText(getenv("SARVIK_LOG_LEVELS"));
+  const char* path = getenv("SARVIK_LOG_FILE");
+  if (path != nullptr && path[0] != '\0') {
+    m_filePath = path;
+    m_fileOutput = true;
+    m_console = false;
+    m_pathPinned = true;
+  }
+}
+
+uint32_t LogSink::levelSetFromText(const char* text) {
+  if (text == nullptr) return 0;
+  uint32_t set = 0;
+  bool expectDigit = true;
+  for (const char* c = text; *c != '\0'; ++c) {
+    if (*c == ' ') continue;
+    if (expectDigit && *c >= '0' && *c <= '4') {
+      set |= 1u << (*c - '0');
+      expectDigit = false;
+    } else if (!expectDigit && *c == ',') {
+      expectDigit = true;
+    } else {
+      return 0;
+    }
+  }
+  // A trailing comma is as wrong as any other malformed list.
+  return expectDigit ? 0 : set;
+}
+
+bool LogSink::passes(int32_t level) const {
+  if (m_levelSet != 0) return level >= kLowestLevel && level <= kHighestLevel && (m_levelSet >> level & 1u) != 0;
+  return level >= m_level;
+}
 
 LogSink::~LogSink() { closeFile(); }
 
@@ -71,7 +105,7 @@ int32_t LogSink::write(const char* tag, int32_t level, const char* text) {
   if (line.empty() || line.back() != '\n') line.push_back('\n');
 
   std::lock_guard<std::mutex> guard(m_lock);
-  if (level < m_level) return 0;
+  if (!passes(level)) return 0;
   if (m_console) {
     fwrite(line.data(), 1, line.size(), stderr);
   }
@@ -87,16 +121,17 @@ int32_t LogSink::write(const char* tag, int32_t level, const char* text) {
 
 void LogSink::setConsoleOutput(bool enable) {
   std::lock_guard<std::mutex> guard(m_lock);
-  m_console = enable;
+  if (!m_pathPinned) m_console = enable;
 }
 
 void LogSink::setFileOutput(bool enable) {
   std::lock_guard<std::mutex> guard(m_lock);
-  m_fileOutput = enable;
+  if (!m_pathPinned) m_fileOutput = enable;
 }
 
 int32_t LogSink::setFilePath(const char* path) {
   if (path == nullptr || path[0] == '\0') return -1;
+  if (m_pathPinned) return 0;
   FILE* file = fopen(path, "a");
   if (file == nullptr) return -1;
   fseeko(file, 0, SEEK_END);

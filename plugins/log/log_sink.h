@@ -8,6 +8,18 @@
 // milestones). It goes to stderr when console output is on (default) and to
 // the log file when file output is on (default off).
 //
+// The environment can take the choice away from the settings file for one
+// run of a program, which is how a command-line tool keeps the console quiet
+// without editing sarvikLog.ini (read once, when the plug-in is loaded):
+//   SARVIK_LOG_LEVELS  comma-separated levels, e.g. "2,3": exactly these
+//                      pass. A set, not a threshold, because milestones (4)
+//                      sit above errors and a threshold cannot keep warnings
+//                      while dropping milestones. Values other than 0..4
+//                      make the whole variable ignored.
+//   SARVIK_LOG_FILE    records go to this file (appended) instead of stderr.
+// While either is in force, the matching settings calls (level, console,
+// file, path) still answer 0 but change nothing.
+//
 // All operations are thread-safe: one mutex orders every record and every
 // change of configuration, so lines never interleave.
 #ifndef SARVIK_PLUGIN_LOG_SINK_H
@@ -48,6 +60,11 @@ class LogSink {
   void setMaxSize(uint64_t bytes);
 
  private:
+  // Bit n set: level n passes. 0: the threshold decides.
+  static uint32_t levelSetFromText(const char* text);
+
+  bool passes(int32_t level) const;
+
   // REQUIRES: m_lock held.
   bool ensureFileOpen();
   void rollOver(size_t incoming);
@@ -57,6 +74,8 @@ class LogSink {
   bool m_console;
   bool m_fileOutput;
   int32_t m_level;
+  uint32_t m_levelSet;  // from SARVIK_LOG_LEVELS; 0: none
+  bool m_pathPinned;    // SARVIK_LOG_FILE is in force; set once, before any call
   uint64_t m_maxSize;
   std::string m_filePath;  // GUARDED_BY(m_lock); empty: default file
   FILE* m_file;            // GUARDED_BY(m_lock)

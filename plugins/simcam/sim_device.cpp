@@ -7,6 +7,7 @@
 
 #include "sim_config.h"
 #include "sim_device_task.h"
+#include "sim_intrinsics.h"
 #include "sim_stream.h"
 
 namespace simcam {
@@ -112,6 +113,9 @@ int32_t SimDevice::setProperty(uint32_t id, void* data, uint32_t length) {
 
 int32_t SimDevice::getProperty(uint32_t id, void* data, uint32_t* length) {
   if (length == nullptr || (data == nullptr && *length > 0)) return kSimErrArgument;
+  SimFrameMode mode;
+  const bool haveSensor = currentMode(id - kSarvikPropertyIntrinsicsBase, &mode);
+  if (isSimOpticsProperty(id)) return simOpticsProperty(id, haveSensor ? &mode.mode : nullptr, data, length);
   std::lock_guard<std::mutex> lock(m_lock);
   auto it = m_properties.find(id);
   if (it == m_properties.end()) {
