@@ -1,11 +1,15 @@
 // The USB transport plug-in: the host over its back ends, simulated cameras
-// and (soon) record files. Its own settings file is sarvikUvc.conf (README.md).
+// and record files (playback/). Its own settings file is sarvikUvc.conf (README.md).
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "../host/host_plugin.h"
 #include "../host/host_settings.h"
 #include "../simcam/sim_backend.h"
+#ifdef SARVIK_HAVE_PLAYBACK
+#include "../playback/playback_backend.h"
+#endif
 
 namespace {
 
@@ -21,6 +25,22 @@ sarvikhost::SimulatedPolicy simulatedPolicy(const sarvikhost::KeyValueFile& sett
   return sarvikhost::SimulatedPolicy::Auto;
 }
 
+// Files to play: every "play" line of the settings, then SARVIK_PLAY_FILES.
+std::vector<std::string> filesToPlay(const sarvikhost::KeyValueFile& settings) {
+  std::vector<std::string> paths = settings.all("play");
+  const char* env = std::getenv(SARVIK_ENV_PLAY_FILES);
+  std::string list = env != nullptr ? env : "";
+  size_t start = 0;
+  while (start <= list.size() && !list.empty()) {
+    size_t colon = list.find(':', start);
+    std::string path = list.substr(start, colon == std::string::npos ? std::string::npos : colon - start);
+    if (!path.empty()) paths.push_back(path);
+    if (colon == std::string::npos) break;
+    start = colon + 1;
+  }
+  return paths;
+}
+
 }  // namespace
 
 SARVIK_PLUGIN_EXPORT sarvik::DriverInterfaceBase* driverInstance() {
@@ -29,9 +49,13 @@ SARVIK_PLUGIN_EXPORT sarvik::DriverInterfaceBase* driverInstance() {
   options.pluginName = "usb";
   options.connectionType = kSimTransportUsb;
   options.simulated = simulatedPolicy(settings);
-  return sarvikhost::createDriver(options, [] {
+  std::vector<std::string> files = filesToPlay(settings);
+  return sarvikhost::createDriver(options, [&files] {
     sarvikhost::BackendList backends;
     backends.emplace_back(new simcam::SimBackend(kSimTransportUsb));
+#ifdef SARVIK_HAVE_PLAYBACK
+    backends.emplace_back(new playback::PlaybackBackend(files));
+#endif
     return backends;
   });
 }
