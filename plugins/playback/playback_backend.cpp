@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <cstdlib>
 #include <new>
 
 #include "playback_index.h"
@@ -56,7 +57,25 @@ int openIndexed(const std::string& path, PlaybackIndex* index, std::string* erro
 
 }  // namespace
 
-PlaybackBackend::PlaybackBackend(std::vector<std::string> paths) : m_initial(std::move(paths)) {}
+PlaybackBackend::PlaybackBackend(std::vector<std::string> paths, PlaybackDefaults defaults)
+    : m_initial(std::move(paths)), m_defaults(defaults) {}
+
+PlaybackDefaults PlaybackBackend::defaultsFrom(const std::string& speed, const std::string& loop,
+                                               std::vector<std::string>* errors) {
+  PlaybackDefaults defaults;
+  if (!speed.empty()) {
+    char* end = nullptr;
+    float value = std::strtof(speed.c_str(), &end);
+    if (end != nullptr && *end == '\0' && (value == 0.0f || (value >= 0.25f && value <= 8.0f))) {
+      defaults.speed = value;
+    } else {
+      errors->push_back("speed \"" + speed + "\" is not 0 or 0.25 to 8; playing in real time");
+    }
+  }
+  if (loop == "1" || loop == "yes") defaults.loop = true;
+  else if (!loop.empty() && loop != "0" && loop != "no") errors->push_back("loop \"" + loop + "\" is not 0 or 1");
+  return defaults;
+}
 
 PlaybackBackend::~PlaybackBackend() = default;
 
@@ -119,6 +138,7 @@ bool PlaybackBackend::add(const std::string& path, bool announce) {
   std::string warning;
   File file;
   file.source.path = canonical;
+  file.source.defaults = m_defaults;
   file.source.sidecar = readSidecar(canonical, &warning);
   if (!warning.empty()) log(canonical + ": " + warning + "; played without it");
   const Sidecar& sidecar = file.source.sidecar;

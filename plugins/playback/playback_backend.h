@@ -30,7 +30,12 @@ constexpr uint16_t kPlaybackProductId = 0x5003;
 class PlaybackBackend final : public sarvikhost::Backend {
  public:
   // paths: from the settings and the environment, added at start.
-  explicit PlaybackBackend(std::vector<std::string> paths);
+  PlaybackBackend(std::vector<std::string> paths, PlaybackDefaults defaults);
+
+  // "speed" and "loop" of the settings, then SARVIK_PLAY_SPEED and
+  // SARVIK_PLAY_LOOP; a value out of range is reported in *errors and left out.
+  static PlaybackDefaults defaultsFrom(const std::string& speed, const std::string& loop,
+                                       std::vector<std::string>* errors);
   ~PlaybackBackend() override;
 
   const char* name() const override { return "playback"; }
@@ -68,7 +73,8 @@ class PlaybackBackend final : public sarvikhost::Backend {
   File* find(const std::string& canonical);
   void post(const File& file, uint32_t state);  // REQUIRES: m_lock held
 
-  std::vector<std::string> m_initial;
+  const std::vector<std::string> m_initial;
+  const PlaybackDefaults m_defaults;
   std::mutex m_lock;  // a leaf but for HostEvents::post and the cameras' markGone
   std::vector<File> m_files;              // guarded by m_lock
   std::vector<PlaybackCamera*> m_open;    // guarded by m_lock; not owned

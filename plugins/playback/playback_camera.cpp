@@ -54,6 +54,8 @@ void copyText(char* out, size_t room, const std::string& text) {
 PlaybackCamera::PlaybackCamera(PlaybackBackend* backend, const PlaybackSource& source, int fd, PlaybackIndex index)
     : m_backend(backend), m_source(source), m_fd(fd), m_index(std::move(index)) {
   inferModes(m_index, m_source.sidecar, m_modes);
+  m_speed = m_source.defaults.speed;
+  m_loop = m_source.defaults.loop;
   for (int slot = 0; slot < 4; ++slot) {
     m_current[slot] = m_modes[slot].empty() ? SarvikModeRecord{} : m_modes[slot][0];
   }

@@ -31,10 +31,17 @@ namespace playback {
 
 class PlaybackBackend;
 
+// How a new camera starts to play.
+struct PlaybackDefaults {
+  float speed = 1.0f;
+  bool loop = false;
+};
+
 struct PlaybackSource {
   std::string path;  // canonical
   sarvikhost::CameraInfo info;
   Sidecar sidecar;
+  PlaybackDefaults defaults;
 };
 
 class PlaybackCamera final : public sarvikhost::Camera {

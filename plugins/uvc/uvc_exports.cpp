@@ -1,5 +1,6 @@
 // The USB transport plug-in: the host over its back ends, simulated cameras
 // and record files (playback/). Its own settings file is sarvikUvc.conf (README.md).
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -25,6 +26,7 @@ sarvikhost::SimulatedPolicy simulatedPolicy(const sarvikhost::KeyValueFile& sett
   return sarvikhost::SimulatedPolicy::Auto;
 }
 
+#ifdef SARVIK_HAVE_PLAYBACK
 // Files to play: every "play" line of the settings, then SARVIK_PLAY_FILES.
 std::vector<std::string> filesToPlay(const sarvikhost::KeyValueFile& settings) {
   std::vector<std::string> paths = settings.all("play");
@@ -40,6 +42,7 @@ std::vector<std::string> filesToPlay(const sarvikhost::KeyValueFile& settings) {
   }
   return paths;
 }
+#endif
 
 }  // namespace
 
@@ -49,12 +52,22 @@ SARVIK_PLUGIN_EXPORT sarvik::DriverInterfaceBase* driverInstance() {
   options.pluginName = "usb";
   options.connectionType = kSimTransportUsb;
   options.simulated = simulatedPolicy(settings);
+#ifdef SARVIK_HAVE_PLAYBACK
   std::vector<std::string> files = filesToPlay(settings);
-  return sarvikhost::createDriver(options, [&files] {
+  // The environment is read after the settings, so that it wins.
+  const char* speed = std::getenv(SARVIK_ENV_PLAY_SPEED);
+  const char* loop = std::getenv(SARVIK_ENV_PLAY_LOOP);
+  std::vector<std::string> errors;
+  playback::PlaybackDefaults defaults = playback::PlaybackBackend::defaultsFrom(
+      speed != nullptr ? speed : settings.get("speed"), loop != nullptr ? loop : settings.get("loop"), &errors);
+  for (const std::string& error : errors) std::fprintf(stderr, "sarvik: usb: playback: %s\n", error.c_str());
+#endif
+  for (const std::string& error : settings.errors()) std::fprintf(stderr, "sarvik: usb: %s\n", error.c_str());
+  return sarvikhost::createDriver(options, [&] {
     sarvikhost::BackendList backends;
     backends.emplace_back(new simcam::SimBackend(kSimTransportUsb));
 #ifdef SARVIK_HAVE_PLAYBACK
-    backends.emplace_back(new playback::PlaybackBackend(files));
+    backends.emplace_back(new playback::PlaybackBackend(files, defaults));
 #endif
     return backends;
   });

@@ -13,6 +13,7 @@
 #include <mutex>
 #include <thread>
 
+#include "plugins/playback/playback_backend.h"
 #include "plugins/simcam/simcam_harness.h"
 #include "record_maker.h"
 #include "sarvik/SarvikCamera.h"
@@ -411,6 +412,39 @@ TEST(PlaybackPluginTest, ASidecarMakesTheFileAnswerLikeTheRecordedCamera) {
   EXPECT_EQ(device->getProperty(kSarvikPropertyIntrinsicsBase + SARVIK_STREAM_COLOR, &k, &length),
             kSarvikErrNotFound);
   f.driver->closeDevice(&device);
+}
+
+}  // namespace
+
+namespace {
+
+TEST(PlaybackPluginTest, NewCamerasStartWithTheSpeedAndLoopTheEnvironmentSets) {
+  ScopedEnv speed("SARVIK_PLAY_SPEED", "0");
+  ScopedEnv loop("SARVIK_PLAY_LOOP", "1");
+  Fixture f;
+  std::string path = f.make("env.rec", playbacktest::makeRecord(SARVIK_STREAM_DEPTH, 4, 4, 2, 3, 0, 1000));
+  ASSERT_EQ(f.driver->setText("play " + path), 0);
+  ASSERT_TRUE(f.events.waitFor(1));
+  sarvik::DeviceInterfaceBase* device = f.driver.open(("file://" + path).c_str());
+  ASSERT_NE(device, nullptr);
+  EXPECT_EQ(getValue<float>(device, kSarvikPropertyPlaybackSpeed), 0.0f);
+  EXPECT_EQ(getValue<uint32_t>(device, kSarvikPropertyPlaybackLoop), 1u);
+  f.driver->closeDevice(&device);
+}
+
+TEST(PlaybackPluginTest, DefaultsOutOfRangeAreReportedAndLeftOut) {
+  std::vector<std::string> errors;
+  playback::PlaybackDefaults d = playback::PlaybackBackend::defaultsFrom("0.5", "yes", &errors);
+  EXPECT_FLOAT_EQ(d.speed, 0.5f);
+  EXPECT_TRUE(d.loop);
+  EXPECT_TRUE(errors.empty());
+  d = playback::PlaybackBackend::defaultsFrom("9", "2", &errors);
+  EXPECT_FLOAT_EQ(d.speed, 1.0f);
+  EXPECT_FALSE(d.loop);
+  EXPECT_EQ(errors.size(), 2u);
+  d = playback::PlaybackBackend::defaultsFrom("fast", "", &errors);
+  EXPECT_FLOAT_EQ(d.speed, 1.0f);
+  EXPECT_EQ(errors.size(), 3u);
 }
 
 }  // namespace
