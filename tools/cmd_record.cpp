@@ -5,6 +5,7 @@
 #include "tools/interrupt.h"
 #include "tools/open_camera.h"
 #include "tools/record_file.h"
+#include "tools/record_sidecar.h"
 #include "tools/record_summary.h"
 #include "tools/sdk_session.h"
 #include "tools/stream_type_names.h"
@@ -76,6 +77,7 @@ class Recording {
     }
     status = m_context->startRecorder(m_recorder);
     if (status != 0) return reportFailure("startRecorder()", status);
+    writeRecordSidecar(m_context, m_camera.device(), line.address, line.file, line.types);
     return 0;
   }
 

@@ -11,7 +11,7 @@
 namespace sarvik {
 namespace tools {
 
-enum class Command { kDevices, kInfo, kStream, kWatch, kRecord, kInspect, kExport, kSnapshot, kCloud };
+enum class Command { kDevices, kInfo, kStream, kWatch, kRecord, kInspect, kExport, kSnapshot, kCloud, kPlay };
 
 // How a depth image becomes points. The defaults are the module's own
 // fall-back intrinsics; any of scale, fx, fy, cx, cy at or below 0 makes the
@@ -40,6 +40,8 @@ struct CommandLine {
   uint32_t index = 0;           // export --index: the frameIndex in the file
   uint32_t exportType = 0;      // export --type
   CloudOptions cloud;
+  double speed = 1.0;  // play --speed: 0 flat out, else 0.25 to 8
+  bool loop = false;   // play --loop
 };
 
 struct ParseOutcome {
