@@ -18,6 +18,7 @@
 
 #include "plugins/playback/playback_index.h"
 #include "plugins/simcam/simcam_harness.h"
+#include "sarvik/SarvikCamera.h"
 #include "sarvik/SarvikLoader.h"
 
 namespace {
@@ -76,13 +77,14 @@ size_t entriesIn(const std::string& path) {
 
 // Records one stream of an open device until `done` says so.
 void recordInto(SarvikBaseContext* context, sarvik::Device* device, const std::string& path,
-                const std::function<bool()>& done) {
+                const std::function<bool()>& done, const std::function<void()>& started = [] {}) {
   sarvik::VideoStream* stream = nullptr;
   ASSERT_EQ(context->openStream(device, SARVIK_STREAM_DEPTH, &stream, nullptr, nullptr), 0);
   sarvik::StreamRecorder* recorder = nullptr;
   ASSERT_EQ(context->createRecorder(path.c_str(), &recorder), 0);
   ASSERT_EQ(context->attachStreamToRecorder(recorder, stream), 0);
   ASSERT_EQ(context->startRecorder(recorder), 0);
+  started();
   EXPECT_TRUE(done());
   EXPECT_EQ(context->stopRecorder(recorder), 0);
   EXPECT_EQ(context->destroyRecorder(recorder), 0);
@@ -128,7 +130,16 @@ TEST(PlaybackRoundTripTest, RecordPlayInRealTimeAndRecordAgainGivesTheSameEntrie
   sarvik::Device* player = nullptr;
   ASSERT_EQ(context->openDevice(uri.c_str(), &player), 0);
   ASSERT_NE(player, nullptr);
-  recordInto(context, player, second, [&] { return events.waitFor(uri, 1); });
+  // Paused until the recorder runs: the stream starts as it opens, and an
+  // entry played before the recorder starts would be missing from the copy.
+  uint32_t paused = 1;
+  ASSERT_EQ(context->setDeviceProperty(player, kSarvikPropertyPlaybackPaused, &paused, sizeof paused), 0);
+  recordInto(
+      context, player, second, [&] { return events.waitFor(uri, 1); },
+      [&] {
+        paused = 0;
+        EXPECT_EQ(context->setDeviceProperty(player, kSarvikPropertyPlaybackPaused, &paused, sizeof paused), 0);
+      });
   context->closeDevice(player);
 
   Indexed replayed = readRecord(second);
