@@ -172,6 +172,7 @@ void PlaybackCamera::run() {
       }
       if (Clock::now() > due + kMaxLateness) m_rebase = true;
     }
+    const uint64_t seeks = m_seeks;
     if (!play(entry, lock)) {
       lock.unlock();
       m_backend->log(m_source.path + ": entry " + std::to_string(m_position) +
@@ -180,7 +181,8 @@ void PlaybackCamera::run() {
       lock.lock();
       continue;
     }
-    ++m_position;
+    // A seek made while the entry was on its way has set the next one already.
+    if (m_seeks == seeks) ++m_position;
   }
 }
 
@@ -254,6 +256,7 @@ int32_t PlaybackCamera::setProperty(uint32_t id, const void* data, uint32_t leng
       uint64_t index;
       if (!take(data, length, &index) || index >= m_index.entries.size()) return kSarvikErrArgument;
       m_position = index;
+      ++m_seeks;
       break;
     }
     case kSarvikPropertyPlaybackSeekStamp: {
@@ -265,6 +268,7 @@ int32_t PlaybackCamera::setProperty(uint32_t id, const void* data, uint32_t leng
                              [stamp](const IndexEntry& e) { return e.stamp >= stamp; });
       if (it == m_index.entries.end()) return kSarvikErrArgument;
       m_position = static_cast<uint64_t>(it - m_index.entries.begin());
+      ++m_seeks;
       break;
     }
     default: return kSarvikErrUnsupported;  // position and length are read only

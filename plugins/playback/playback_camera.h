@@ -92,6 +92,7 @@ class PlaybackCamera final : public sarvikhost::Camera {
   bool m_loop = false;           // guarded by m_lock
   bool m_paused = false;         // guarded by m_lock
   uint64_t m_position = 0;       // guarded by m_lock
+  uint64_t m_seeks = 0;          // guarded by m_lock; counts seeks
   bool m_rebase = true;          // guarded by m_lock
   bool m_stop = false;           // guarded by m_lock
   bool m_toldTail = false;       // guarded by m_lock

@@ -448,3 +448,46 @@ TEST(PlaybackPluginTest, DefaultsOutOfRangeAreReportedAndLeftOut) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(PlaybackPluginTest, ControlsChangedWhileFramesFlowNeverTearAFrameOrStopTheStream) {
+  Fixture f;
+  std::string path = f.make("busy.rec", playbacktest::makeRecord(SARVIK_STREAM_DEPTH, 16, 16, 2, 40, 0, 1000));
+  ASSERT_EQ(f.driver->setText("play " + path), 0);
+  ASSERT_TRUE(f.events.waitFor(1));
+  sarvik::DeviceInterfaceBase* device = f.driver.open(("file://" + path).c_str());
+  ASSERT_NE(device, nullptr);
+  ASSERT_EQ(setValue<uint32_t>(device, kSarvikPropertyPlaybackLoop, 1), 0);
+  ASSERT_EQ(setValue<float>(device, kSarvikPropertyPlaybackSpeed, 0.0f), 0);
+  FakeAllocator pool;
+  pool.m_failEvery = 7;  // a pool that sometimes has nothing to give
+  CheckingSink sink;
+  sarvik::StreamInterfaceBase* stream = start(device, SARVIK_STREAM_DEPTH, pool, sink);
+  ASSERT_NE(stream, nullptr);
+  for (uint32_t i = 0; i < 300; ++i) {
+    setValue<uint64_t>(device, kSarvikPropertyPlaybackSeekIndex, i % 40);
+    setValue<uint64_t>(device, kSarvikPropertyPlaybackSeekStamp, (i * 7919) % 40000);
+    setValue<float>(device, kSarvikPropertyPlaybackSpeed, i % 3 == 0 ? 8.0f : 0.0f);
+    setValue<uint32_t>(device, kSarvikPropertyPlaybackPaused, i % 5 == 0 ? 1 : 0);
+    if (i % 50 == 0) {
+      ASSERT_EQ(stream->stop(), 0);
+      ASSERT_EQ(stream->start(), 0);
+    }
+  }
+  ASSERT_EQ(setValue<uint32_t>(device, kSarvikPropertyPlaybackPaused, 0), 0);
+  size_t before = sink.stamps().size();
+  ASSERT_TRUE(sink.waitFor(before + 40));
+  EXPECT_EQ(sink.mismatches(), 0u);
+  EXPECT_EQ(device->getConnectionState(), 0u);
+  ASSERT_EQ(stream->stop(), 0);  // counters hold still only once nothing is in flight
+  SarvikDeviceStatus status{};
+  status.size = sizeof status;
+  ASSERT_EQ(device->queryData(&status), 0);
+  EXPECT_EQ(status.sensors[1].sensorType, SARVIK_STREAM_DEPTH);
+  EXPECT_EQ(status.sensors[1].produced, status.sensors[1].delivered + status.sensors[1].dropped);
+  EXPECT_GT(status.sensors[1].dropped, 0u);
+  f.driver->closeDevice(&device);
+}
+
+}  // namespace
