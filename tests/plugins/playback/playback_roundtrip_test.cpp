@@ -134,8 +134,20 @@ TEST(PlaybackRoundTripTest, RecordPlayInRealTimeAndRecordAgainGivesTheSameEntrie
   // entry played before the recorder starts would be missing from the copy.
   uint32_t paused = 1;
   ASSERT_EQ(context->setDeviceProperty(player, kSarvikPropertyPlaybackPaused, &paused, sizeof paused), 0);
+  const size_t expected = original.index.entries.size();
   recordInto(
-      context, player, second, [&] { return events.waitFor(uri, 1); },
+      context, player, second,
+      [&] {
+        bool ended = events.waitFor(uri, 1);
+        // The end is announced when the last entry has been handed over; the
+        // module's stream thread may still be writing it. Give it a moment
+        // (the recorder buffers, so the count may also show only at stop).
+        auto limit = Clock::now() + std::chrono::seconds(3);
+        while (Clock::now() < limit && entriesIn(second) < expected) {
+          std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        return ended;
+      },
       [&] {
         paused = 0;
         EXPECT_EQ(context->setDeviceProperty(player, kSarvikPropertyPlaybackPaused, &paused, sizeof paused), 0);
