@@ -16,6 +16,7 @@
 #include "tools/open_camera.h"
 #include "tools/output_file.h"
 #include "tools/record_file.h"
+#include "tools/record_sidecar.h"
 #include "tools/record_summary.h"
 #include "tools/sdk_session.h"
 #include "tools/stream_type_names.h"
@@ -105,6 +106,8 @@ class Recording {
     }
     status = m_context->startRecorder(m_recorder);
     if (status != 0) return reportFailure("starting the recorder", status);
+    // The sidecar names the camera while it is open; playback reads it.
+    writeRecordSidecar(m_context, m_camera.device(), m_camera.address(), line.file, line.types);
     return 0;
   }
 

@@ -258,6 +258,21 @@ ParseOutcome parseCommandLine(int argc, const char* const* argv, CommandLine* ou
   addCloudOptions(cloud, &out->cloud);
   addForce(cloud, out);
 
+  std::vector<std::string> playTypes;
+  CLI::App* play = app.add_subcommand("play", "play a record file as a camera and show it as stream does");
+  play->add_option("FILE", out->file, "record file to play")->required();
+  play->add_option("--speed", out->speed, "0 as fast as possible, else 0.25 to 8 times real time")
+      ->capture_default_str()
+      ->check(CLI::Validator(
+          [](std::string& text) {
+            double v = std::strtod(text.c_str(), nullptr);
+            return v == 0.0 || (v >= 0.25 && v <= 8.0) ? std::string() : "speed must be 0 or 0.25 to 8";
+          },
+          "0|0.25..8"));
+  play->add_flag("--loop", out->loop, "start again at the end of the file");
+  addTypeOption(play, &playTypes);
+  addSecondsOption(play, &out->seconds);
+
   ParseOutcome outcome;
   auto usage = [&](const std::string& text) {
     outcome.run = false;
@@ -279,7 +294,8 @@ ParseOutcome parseCommandLine(int argc, const char* const* argv, CommandLine* ou
   const std::pair<CLI::App*, Command> table[] = {
       {devices, Command::kDevices}, {info, Command::kInfo},         {stream, Command::kStream},
       {watch, Command::kWatch},     {record, Command::kRecord},     {inspect, Command::kInspect},
-      {exportCmd, Command::kExport}, {snapshot, Command::kSnapshot}, {cloud, Command::kCloud}};
+      {exportCmd, Command::kExport}, {snapshot, Command::kSnapshot}, {cloud, Command::kCloud},
+      {play, Command::kPlay}};
   out->command = Command::kDevices;
   for (const auto& entry : table) {
     if (entry.first->parsed()) out->command = entry.second;
@@ -320,7 +336,9 @@ ParseOutcome parseCommandLine(int argc, const char* const* argv, CommandLine* ou
 
   if (out->command == Command::kStream) out->types = typesOf(streamTypes);
   if (out->command == Command::kRecord) out->types = typesOf(recordTypes);
-  if ((out->command == Command::kStream || out->command == Command::kRecord) && out->types.empty()) {
+  if (out->command == Command::kPlay) out->types = typesOf(playTypes);
+  if ((out->command == Command::kStream || out->command == Command::kRecord || out->command == Command::kPlay) &&
+      out->types.empty()) {
     out->types.push_back(SARVIK_STREAM_DEPTH);
   }
   if (out->command == Command::kSnapshot) out->types = {SARVIK_STREAM_COLOR};

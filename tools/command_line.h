@@ -13,7 +13,7 @@
 namespace sarvik {
 namespace tools {
 
-enum class Command { kDevices, kInfo, kStream, kWatch, kRecord, kInspect, kExport, kSnapshot, kCloud };
+enum class Command { kDevices, kInfo, kStream, kWatch, kRecord, kInspect, kExport, kSnapshot, kCloud, kPlay };
 
 // How a depth image becomes points. A value left NaN is taken from the
 // camera (intrinsics and depth unit properties) and, failing that, from the
@@ -53,6 +53,8 @@ struct CommandLine {
   bool allFrames = false;
   uint32_t exportType = 0;
   CloudOptions cloud;
+  double speed = 1.0;  // play --speed: 0 flat out, else 0.25 to 8
+  bool loop = false;   // play --loop
 };
 
 struct ParseOutcome {

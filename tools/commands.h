@@ -18,6 +18,7 @@ int runInspect(const CommandLine& line);
 int runExport(const CommandLine& line);
 int runSnapshot(const CommandLine& line);
 int runCloud(const CommandLine& line);
+int runPlay(const CommandLine& line);
 
 }  // namespace tools
 }  // namespace sarvik

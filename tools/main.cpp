@@ -40,6 +40,7 @@ int main(int argc, char** argv) {
     case Command::kExport: return runExport(line);
     case Command::kSnapshot: return runSnapshot(line);
     case Command::kCloud: return runCloud(line);
+    case Command::kPlay: return runPlay(line);
   }
   return 2;
 }

@@ -279,6 +279,9 @@ struct SarvikTaskRecord {
 #define SARVIK_ENV_PLAY_FILES "SARVIK_PLAY_FILES"    // colon-separated absolute paths
 #define SARVIK_ENV_NET_SERVERS "SARVIK_NET_SERVERS"  // comma-separated host:port
 #define SARVIK_ENV_SIM_CAMERAS "SARVIK_SIM_CAMERAS"  // number of simulated USB cameras
+// What a file camera starts with (its properties change them afterwards):
+#define SARVIK_ENV_PLAY_SPEED "SARVIK_PLAY_SPEED"  // 0 flat out, else 0.25 to 8; default 1
+#define SARVIK_ENV_PLAY_LOOP "SARVIK_PLAY_LOOP"    // 1 starts again at the end; default 0
 
 // Texts for setUvcDriverText (the USB plug-in's settings channel). The answer
 // to an accepted path is a device-state event from the plug-in's own thread.

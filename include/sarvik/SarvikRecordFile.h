@@ -87,4 +87,18 @@ inline const char* sarvikRecordTagProblem(const SarvikRecordTag& tag, uint64_t r
   return nullptr;
 }
 
+// The sidecar FILE.json that `sarvik record` writes beside FILE, so that a
+// played file answers like the camera that was recorded. Every key is
+// optional; a reader ignores keys it does not know.
+//
+//   { "sidecar": 1,
+//     "camera": { "name": "...", "serial": "...", "uri": "...", "vendorId": 11866,
+//                 "productId": 20481, "firmware": "..." },
+//     "depthUnit": { "encoding": 0, "metresPerUnit": 0.00025 },
+//     "streams": [ { "streamType": 2, "width": 640, "height": 480, "fps": 30,
+//                    "pixelFormat": 1,
+//                    "intrinsics": { "fx": 570.3, "fy": 570.3, "cx": 319.5, "cy": 239.5 } } ] }
+#define SARVIK_RECORD_SIDECAR_SUFFIX ".json"
+constexpr int kSarvikRecordSidecarVersion = 1;
+
 #endif  // SARVIK_RECORD_FILE_H

@@ -17,6 +17,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "sarvik/SarvikCamera.h"
 #include "sarvik/SarvikTypes.h"
 
 // modeValue4 of a mode and pixelType of its frames carry the same code.
@@ -27,24 +28,8 @@ enum SimPixelFormat : uint16_t {
   kSimPixelGray16 = 3,   // 16-bit intensity
 };
 
-#pragma pack(push, 1)
-
-struct SimFrameMode {
-  // The head the host reads: modeValue1 width, modeValue3 height,
-  // modeValue4 SimPixelFormat, modeValue2 frames a second (0: flat out).
-  typedefSarvikFrameMode mode;
-  uint8_t bytesPerPixel;
-  uint16_t modeIndex;  // position in the sensor's list
-  uint32_t sensorType;
-  uint32_t frameBytes;  // width * height * bytesPerPixel
-  uint32_t reserved;
-};
-
-#pragma pack(pop)
-
-static_assert(sizeof(SimFrameMode) == 24, "the simulated mode record is 24 bytes");
-static_assert(offsetof(SimFrameMode, mode) == 0, "the host's head comes first");
-static_assert(offsetof(SimFrameMode, sensorType) == 12, "sensorType at 12");
+// The same record every camera of the SDK's transports hands out.
+using SimFrameMode = SarvikModeRecord;
 
 inline uint16_t simModeWidth(const typedefSarvikFrameMode& m) { return m.modeValue1; }
 inline uint16_t simModeHeight(const typedefSarvikFrameMode& m) { return m.modeValue3; }

@@ -1,0 +1,7 @@
+if(TARGET SarvikUvcDriver AND TARGET SarvikPlaybackBackend)
+  add_executable(playback_bench ${CMAKE_CURRENT_LIST_DIR}/playback_bench.cpp)
+  target_include_directories(playback_bench PRIVATE ${CMAKE_SOURCE_DIR}/include ${CMAKE_SOURCE_DIR})
+  target_compile_definitions(playback_bench PRIVATE SARVIK_BUILD_LIB_DIR="${CMAKE_LIBRARY_OUTPUT_DIRECTORY}")
+  target_link_libraries(playback_bench PRIVATE Threads::Threads ${CMAKE_DL_LIBS})
+  add_dependencies(playback_bench SarvikUvcDriver)
+endif()
