@@ -64,7 +64,10 @@ int32_t Context::refuseNotInitialized() {
 int32_t Context::guardInitialized() {
   // Once shutdown has begun, operations of other threads are refused as if the
   // context were down already; the shutting-down thread's own calls go on.
-  if (!m_initialized.load() || (m_shuttingDown.load() && !m_gate.onShutdownThread())) {
+  // An operation's own inner steps are not new calls: shutdown waits for the
+  // operation, which must be let finish.
+  if (!m_initialized.load() ||
+      (m_shuttingDown.load() && !m_gate.onShutdownThread() && !OperationGate::inInnerSteps())) {
     return refuseNotInitialized();
   }
   return 0;
@@ -135,10 +138,14 @@ int32_t Context::refuseOwnStreamThread(VideoStream* stream) {
   return -1;
 }
 
+// A stream destroyStream has already taken out of the list still has its
+// threads until it is deleted: they count too.
 bool Context::isAnyStreamThread() {
   ScopedLock lock(m_streamListLock);
-  for (VideoStream* stream : m_streams) {
-    if (stream->isOwnThread()) return true;
+  for (const std::list<VideoStream*>* list : {&m_streams, &m_dyingStreams}) {
+    for (VideoStream* stream : *list) {
+      if (stream->isOwnThread()) return true;
+    }
   }
   return false;
 }

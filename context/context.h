@@ -17,6 +17,7 @@
 #include <map>
 #include <string>
 
+#include "context/device_call_gate.h"
 #include "context/operation_gate.h"
 #include "sarvik/SarvikBaseContext.h"
 #include "sarvik/SarvikDriver.h"
@@ -156,6 +157,11 @@ class Context : public SarvikBaseContext {
   const char* findTableUri(const char* uri, int32_t* driverType);
   DriverInterfaceBase* driverFor(int32_t driverType);
   VideoStream* firstStreamOf(Device* device);
+  bool hasDyingStreamOf(Device* device);
+  // Ends a stream that closeStream could not remove, so that its device is
+  // never deleted under it.
+  void forceEndStream(VideoStream* stream);
+  uint32_t fillDeviceTable();
 
   // Multi-stream wait.
   MultiStreamsListener* getThreadListener();
@@ -199,6 +205,18 @@ class Context : public SarvikBaseContext {
   OperationGate m_gate;
   // Devices on their way out of closeDevice: a second close and new tasks are refused.
   std::list<Device*> m_closingDevices;
+  // Streams that destroyStream has taken out of m_streams and not yet
+  // deleted, guarded by m_streamListLock. Their threads still run: a call
+  // from one of them is refused as from any stream's own thread, and
+  // closeDevice waits for them before it deletes the Sensors they use.
+  std::list<VideoStream*> m_dyingStreams;
+  // Plug-in calls on device objects made without m_contextLock.
+  DeviceCallGate m_deviceCalls;
+  // Set while a rebuild fills the table (guarded by m_tableLock): a
+  // device-state event raised inside a plug-in's getDeviceList only asks for
+  // one more pass instead of rebuilding under the rebuild.
+  bool m_tableFilling = false;
+  bool m_tableStale = false;
 
   friend class ContextTestAccess;
 };

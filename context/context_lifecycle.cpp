@@ -8,6 +8,7 @@
 
 #include "context/context.h"
 #include "context/driver_modules.h"
+#include "context/plugin_thread.h"
 #include "logging/log_bridge.h"
 #include "pipeline/device.h"
 #include "pipeline/multi_streams_listener.h"
@@ -90,6 +91,11 @@ int32_t Context::initialize() {
 
     ScopedLock tableLock(m_tableLock);
     m_deviceCount = 0;
+    // As in a rebuild: an event raised inside a plug-in's call only marks the
+    // table stale, and the count stays local until every plug-in answered.
+    m_tableFilling = true;
+    m_tableStale = false;
+    uint32_t written = 0;
     for (const auto& entry : m_drivers) {
       DriverInterfaceBase* driver = entry.second;
       driver->setDeviceStateCallback(&Context::driverStateCallback, this);
@@ -101,15 +107,19 @@ int32_t Context::initialize() {
       }
       // Each plug-in is told the room really left, and its answer is clamped
       // to it: the table can never be written past its end.
-      const uint32_t room = kDeviceTableSize - m_deviceCount;
+      const uint32_t room = kDeviceTableSize - written;
       uint32_t count = room;
-      if (driver->getDeviceList(&m_deviceTable[m_deviceCount], &count) != 0) {
+      if (driver->getDeviceList(&m_deviceTable[written], &count) != 0) {
         logMessage(4, "get device list failed");
         failure = -1;
         break;
       }
-      m_deviceCount += std::min(count, room);
+      written += std::min(count, room);
     }
+    if (failure == 0 && m_tableStale) written = fillDeviceTable();
+    m_deviceCount = failure == 0 ? written : 0;
+    m_tableFilling = false;
+    m_tableStale = false;
     if (failure == 0) {
       m_initialized.store(true);
       m_shuttingDown.store(false);
@@ -147,12 +157,18 @@ void Context::unbindFailedDrivers() {
 
 void Context::freeDriverModules() {
   void** modules[] = {&g_uvcModule, &g_netModule, &g_thirdModule};
+  // On a plug-in's own thread the unloading waits until that thread ends
+  // (which of the plug-ins it belongs to is not known: all of them wait).
+  const bool deferred = PluginThreadMark::onPluginThread();
+  std::vector<void*> pending;
   for (void** module : modules) {
     if (*module != nullptr) {
-      freeLibrary(*module);
+      if (deferred) pending.push_back(*module);
+      else freeLibrary(*module);
       *module = nullptr;
     }
   }
+  unloadWhenThreadEnds(pending);
   g_uvcDestroy = nullptr;
   g_netDestroy = nullptr;
   g_thirdDestroy = nullptr;

@@ -105,9 +105,17 @@ int32_t Context::deviceDepthToPointCloud(Device* device, const uint16_t* depth, 
                                          float scale, float fx, float fy, float cx, float cy,
                                          typedefSarvikPoint3D* points, uint32_t encoding, bool clip) {
   OperationScope scope(m_gate);
-  if (int32_t status = guardDeviceShort(device)) return status;
-  DeviceInterfaceBase* object = device->m_device.load();
-  if (object == nullptr) return 0;
+  DeviceInterfaceBase* object = nullptr;
+  {
+    // The object is read and the call counted in under the lock that
+    // closeDevice clears it under: closeDevice then waits for this call.
+    ScopedLock lock(m_contextLock);
+    if (int32_t status = guardDeviceShort(device)) return status;
+    object = device->m_device.load();
+    if (object == nullptr) return 0;
+    m_deviceCalls.enter(device);
+  }
+  DeviceCallScope counted(m_deviceCalls, device);
   return object->depthToPointCloud(depth, width, height, scale, fx, fy, cx, cy, points, encoding, clip);
 }
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "context/context.h"
+#include "context/plugin_thread.h"
 #include "logging/error_codes.h"
 #include "logging/last_error.h"
 #include "logging/log_bridge.h"
@@ -29,6 +30,7 @@ bool taskMatches(const char* location, const std::string& taskLocation) {
 
 void Context::driverStateCallback(const char* deviceAddr, const char* sn, const char* location,
                                   uint32_t deviceState, void* user) {
+  PluginThreadMark mark;
   static_cast<Context*>(user)->onDeviceState(deviceAddr, sn, location, deviceState);
 }
 
@@ -97,6 +99,9 @@ void Context::onDeviceState(const char* deviceAddr, const char* sn, const char* 
     for (const DeviceStateCallbackRecord* record : m_callbacks) callbacks.push_back(*record);
   }
   logMessage(4, "register device state callback  size is %d", static_cast<int>(callbacks.size()));
+  // An event raised inside a host call is no inner step of that call: what
+  // the client's callback starts are new calls.
+  InnerSteps newCalls(true);
   for (const DeviceStateCallbackRecord& record : callbacks) {
     record.callback(deviceAddr, sn, deviceState, record.user);
   }

@@ -12,6 +12,7 @@
 #include "pipeline/device.h"
 #include "pipeline/video_stream.h"
 #include "platform/critical_section_wrapper.h"
+#include "platform/thread_id.h"
 
 namespace sarvik {
 
@@ -229,14 +230,41 @@ VideoStream* Context::firstStreamOf(Device* device) {
   return nullptr;
 }
 
+bool Context::hasDyingStreamOf(Device* device) {
+  ScopedLock listLock(m_streamListLock);
+  for (VideoStream* stream : m_dyingStreams) {
+    if (stream->m_device == device) return true;
+  }
+  return false;
+}
+
+void Context::forceEndStream(VideoStream* stream) {
+  {
+    ScopedLock listLock(m_streamListLock);
+    if (std::find(m_streams.begin(), m_streams.end(), stream) == m_streams.end()) return;
+    m_streams.remove(stream);
+  }
+  detachFromRecorders(stream);
+  forgetStreamInRecorders(stream);
+  stream->stop();
+  ScopedLock streamLock(m_streamLock);
+  delete stream;
+}
+
+// Rule: a Device, its Sensors and its task are deleted only after every
+// stream of it has been deleted and every plug-in call on its device object
+// has returned. The streams are closed as inner steps of this call, so a
+// shutdown that begins meanwhile waits for them instead of refusing them.
 int32_t Context::closeDevice(Device* device) {
   OperationScope scope(m_gate);
   if (int32_t status = guardDeviceShort(device)) return status;
   {
     ScopedLock listLock(m_streamListLock);
-    for (VideoStream* stream : m_streams) {
-      if (stream->m_device == device) {
-        if (int32_t status = refuseOwnStreamThread(stream)) return status;
+    for (const std::list<VideoStream*>* list : {&m_streams, &m_dyingStreams}) {
+      for (VideoStream* stream : *list) {
+        if (stream->m_device == device) {
+          if (int32_t status = refuseOwnStreamThread(stream)) return status;
+        }
       }
     }
   }
@@ -251,12 +279,14 @@ int32_t Context::closeDevice(Device* device) {
     m_closingDevices.push_back(device);
   }
 
-  // The device's streams go first, one at a time: each close changes the list.
-  VideoStream* previous = nullptr;
-  while (VideoStream* stream = firstStreamOf(device)) {
-    if (stream == previous) break;  // a close that could not remove it; never spin
-    closeStream(stream);
-    previous = stream;
+  {
+    InnerSteps steps;
+    // The device's streams go first, one at a time: each close changes the list.
+    while (VideoStream* stream = firstStreamOf(device)) {
+      if (closeStream(stream) != 0) forceEndStream(stream);
+    }
+    // A destroyStream of another thread may still be stopping one of them.
+    while (hasDyingStreamOf(device)) sleepMs(1);
   }
 
   // No device command may start on an object being closed: the fields are
@@ -271,6 +301,8 @@ int32_t Context::closeDevice(Device* device) {
       logMessage(1, "Device not open");
     }
   }
+  // Calls counted in before the object was cleared still run in it.
+  m_deviceCalls.waitIdle(device);
   if (object != nullptr) device->m_driver->closeDevice(&object);
 
   {
@@ -289,19 +321,42 @@ int32_t Context::closeDevice(Device* device) {
   return 0;
 }
 
+// One pass over the plug-ins into the table; the count of records written.
+// REQUIRES: m_tableLock held. The count is kept in a local until the pass is
+// done, so that nothing a plug-in does during its getDeviceList can change the
+// room the next plug-in is told or push the count past the table.
+uint32_t Context::fillDeviceTable() {
+  uint32_t written = 0;
+  for (const auto& entry : m_drivers) {
+    logMessage(1, "get device list");
+    const uint32_t room = kDeviceTableSize - written;
+    uint32_t count = room;
+    if (entry.second->getDeviceList(&m_deviceTable[written], &count) == 0) written += std::min(count, room);
+  }
+  return written;
+}
+
 void Context::rebuildDeviceTable() {
   // Serialises overlapping rebuilds of two plug-ins' events, and keeps
   // searches from reading a half-written table.
   ScopedLock tableLock(m_tableLock);
-  m_deviceCount = 0;
-  for (const auto& entry : m_drivers) {
-    logMessage(1, "get device list");
-    const uint32_t room = kDeviceTableSize - m_deviceCount;
-    uint32_t count = room;
-    if (entry.second->getDeviceList(&m_deviceTable[m_deviceCount], &count) == 0) {
-      m_deviceCount += std::min(count, room);
-    }
+  // An event raised inside a plug-in's getDeviceList reaches here on the
+  // rebuilding thread itself (the lock is recursive): it only asks the
+  // running rebuild for another pass.
+  if (m_tableFilling) {
+    m_tableStale = true;
+    return;
   }
+  m_tableFilling = true;
+  // Bounded: a plug-in that raises an event in every getDeviceList gets one
+  // extra pass, not an endless loop.
+  for (int pass = 0; pass < 2; ++pass) {
+    m_tableStale = false;
+    m_deviceCount = fillDeviceTable();
+    if (!m_tableStale) break;
+  }
+  m_tableStale = false;
+  m_tableFilling = false;
 }
 
 }  // namespace sarvik

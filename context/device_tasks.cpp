@@ -1,6 +1,7 @@
 // Device tasks, and the two settings that go to the UVC plug-in as a whole.
 // Nothing here reads what is passed: it is between client and plug-in.
 #include <algorithm>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -18,6 +19,7 @@ int32_t Context::startDeviceTask(Device* device, uint64_t word1, uint64_t word2)
   if (m_shuttingDown.load() && !m_gate.onShutdownThread()) return refuseNotInitialized();
   DeviceTaskBase* task = nullptr;
   DriverInterfaceBase* uvc = nullptr;
+  std::optional<DeviceCallScope> counted;
   {
     ScopedLock lock(m_contextLock);
     const bool closing =
@@ -38,6 +40,10 @@ int32_t Context::startDeviceTask(Device* device, uint64_t word1, uint64_t word2)
     }
     m_activeTask.store(task);
     uvc = driverFor(kDriverUvc);
+    // closeDevice waits for this before it deletes the task and closes the
+    // object; shutdown waits through the operation gate.
+    m_deviceCalls.enter(device);
+    counted.emplace(m_deviceCalls, device);
   }
   // Always the UVC plug-in, whichever plug-in serves the device; skipped when none is bound.
   if (uvc != nullptr) uvc->setTaskMode(true);
@@ -56,7 +62,14 @@ int32_t Context::deviceTaskNotify(uint32_t a, uint32_t b, uint64_t c, uint32_t d
   return 0;
 }
 
+// Rule: every plug-in call made outside the context lock is counted by the
+// operation gate, so that shutdown never unloads a plug-in a call still runs
+// in. Once shutdown has begun, another thread's call finds no plug-in (-1,
+// as when none is bound): the gate's count and the flag are read in that
+// order, so either shutdown waits for this call or this call sees the flag.
 int32_t Context::setUvcDriverFlag(uint8_t value) {
+  OperationScope scope(m_gate);
+  if (m_shuttingDown.load() && !m_gate.onShutdownThread()) return -1;
   DriverInterfaceBase* uvc = nullptr;
   {
     ScopedLock lock(m_contextLock);
@@ -68,6 +81,8 @@ int32_t Context::setUvcDriverFlag(uint8_t value) {
 }
 
 int32_t Context::setUvcDriverText(std::string text) {
+  OperationScope scope(m_gate);
+  if (m_shuttingDown.load() && !m_gate.onShutdownThread()) return -1;
   DriverInterfaceBase* uvc = nullptr;
   {
     ScopedLock lock(m_contextLock);

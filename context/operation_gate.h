@@ -47,6 +47,22 @@ class OperationGate {
     m_shutdownThread = std::thread::id();
   }
 
+  // True while the calling thread runs the inner steps of an operation that
+  // has passed its guards (closeDevice closing its streams, closeStream
+  // stopping and destroying). Shutdown waits for that operation, so its steps
+  // must not be refused as new calls: a half-done close would leave a device
+  // deleted under streams that are still started.
+  static bool inInnerSteps() { return innerSteps() > 0; }
+
+ private:
+  friend class InnerSteps;
+  static int& innerSteps() {
+    thread_local int steps = 0;
+    return steps;
+  }
+
+ public:
+
  private:
   // Depth of the calling thread's own operations on this gate.
   int& ownDepth() {
@@ -76,6 +92,23 @@ class OperationScope {
 
  private:
   OperationGate& m_gate;
+};
+
+// Marks the calling thread as running inner steps for its scope (see
+// OperationGate::inInnerSteps). With `suspend`, the mark is lifted for the
+// scope instead: a client callback called from inside an operation starts
+// new calls of its own, which are refused like any other once shutdown began.
+class InnerSteps {
+ public:
+  explicit InnerSteps(bool suspend = false) : m_saved(OperationGate::innerSteps()) {
+    OperationGate::innerSteps() = suspend ? 0 : m_saved + 1;
+  }
+  ~InnerSteps() { OperationGate::innerSteps() = m_saved; }
+  InnerSteps(const InnerSteps&) = delete;
+  InnerSteps& operator=(const InnerSteps&) = delete;
+
+ private:
+  int m_saved;
 };
 
 }  // namespace sarvik

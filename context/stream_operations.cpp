@@ -60,6 +60,8 @@ int32_t Context::destroyStream(VideoStream* stream) {
     removed = found != m_streams.end();
     m_streams.remove(stream);
     remaining = m_streams.size();
+    // Until it is deleted, its threads still run and its Sensor is in use.
+    if (removed) m_dyingStreams.push_back(stream);
   }
   // Only the call whose removal found the handle deletes it; a racing second
   // destroy of the same handle answers as for an unknown one.
@@ -73,8 +75,12 @@ int32_t Context::destroyStream(VideoStream* stream) {
   // Stopped before the stream lock is taken, so that a frame callback that
   // reads frames can finish; only the deletion waits for a readFrame in progress.
   stream->stop();
-  ScopedLock streamLock(m_streamLock);
-  delete stream;
+  {
+    ScopedLock streamLock(m_streamLock);
+    delete stream;
+  }
+  ScopedLock listLock(m_streamListLock);
+  m_dyingStreams.remove(stream);
   return 0;
 }
 
@@ -114,6 +120,8 @@ int32_t Context::openStream(Device* device, uint32_t streamType, VideoStream** s
     logMessage(3, "Create stream failed");
     return status;
   }
+  // Admitted: the rest of the open is one operation, not new calls.
+  InnerSteps steps;
   if (callback != nullptr) {
     status = setFrameCallback(*stream, callback, user);
     if (status != 0) {
@@ -140,6 +148,7 @@ int32_t Context::closeStream(VideoStream* stream) {
   if (int32_t status = refuseOwnStreamThread(stream)) return status;
   auto name = streamTypeNames.find(stream->m_sensor->m_sensorType);
   if (name != streamTypeNames.end()) logMessage(4, "Start stop %s stream ", name->second.c_str());
+  InnerSteps steps;
   // Recorders let go of the stream before it stops.
   detachFromRecorders(stream);
   int32_t status = stopStream(stream);

@@ -11,6 +11,7 @@ namespace {
 constexpr char kLineEnd[] = "\r\n";
 constexpr int32_t kReadChunk = 255;
 constexpr size_t kValueLimit = 255;
+constexpr size_t kFileLimit = 1 << 20;
 
 bool endsWith(const std::string& text, const char* suffix) {
   size_t n = std::strlen(suffix);
@@ -45,7 +46,11 @@ int32_t CINIImpl::loadFile(std::string& text, bool readOnly) {
   text.clear();
   char buffer[kReadChunk + 1];
   std::memset(buffer, 0, sizeof(buffer));
-  while (file->read(buffer, kReadChunk) > 0) {
+  // A settings file is small: one that goes on past this is no settings
+  // file, and reading on would only hold up the caller.
+  size_t total = 0;
+  while (total < kFileLimit && file->read(buffer, kReadChunk) > 0) {
+    total += kReadChunk;
     // Appended as text: the file is expected to hold no NUL bytes.
     text.append(buffer);
     std::memset(buffer, 0, sizeof(buffer));

@@ -77,7 +77,13 @@ void Sensor::stop() {
   if (m_sensorType < sizeof(m_device->m_sensorStarted)) m_device->m_sensorStarted[m_sensorType] = 0;
 }
 
+// Rule: what reaches a queue, a reader or a callback is a frame whose bytes
+// all lie in its own buffer. A plug-in that hands over no frame, or one that
+// claims more bytes than its buffer holds, is not believed: the frame is not
+// passed on, and the plug-in's own reference gives it back to the pool.
 void Sensor::onDriverFrame(SarvikFrameRef* frame, void* user) {
+  if (frame == nullptr || user == nullptr) return;
+  if (frame->dataSize > frame->bufferCapacity() || (frame->data == nullptr && frame->dataSize != 0)) return;
   static_cast<Sensor*>(user)->m_newFrameSignal.emit(frame);
 }
 

@@ -66,12 +66,21 @@ bool cutToZero(int fd) {
 FILE* FileImpl::openLocked(const char* path, bool readOnly, const char* mode) {
   // No O_TRUNC: the file may only be cut once the lock shows that nobody else
   // has it open through this class.
+  // Non-blocking for the open only: a FIFO without a peer must not hold the
+  // caller for ever (a writer is refused at once, ENXIO).
   const int flags = readOnly ? O_RDONLY : (O_WRONLY | O_CREAT);
-  const int fd = ::open(path, flags | O_CLOEXEC, 0666);
+  const int fd = ::open(path, flags | O_CLOEXEC | O_NONBLOCK, 0666);
   if (fd < 0) return nullptr;
-  // Linux lets a folder be opened for reading; it is no file to read.
+  // Linux lets a folder be opened for reading; it is no file to read. Nor is
+  // anything but a regular file: a FIFO or a device such as /dev/zero has no
+  // end, and a reader that reads to the end would never come back.
   struct stat info;
-  if (fstat(fd, &info) != 0 || S_ISDIR(info.st_mode)) {
+  if (fstat(fd, &info) != 0 || S_ISDIR(info.st_mode) || (readOnly && !S_ISREG(info.st_mode))) {
+    ::close(fd);
+    return nullptr;
+  }
+  const int status = fcntl(fd, F_GETFL);
+  if (status == -1 || fcntl(fd, F_SETFL, status & ~O_NONBLOCK) != 0) {
     ::close(fd);
     return nullptr;
   }
@@ -90,7 +99,14 @@ FILE* FileImpl::openLocked(const char* path, bool readOnly, const char* mode) {
   }
 
   FILE* file = fdopen(fd, mode);
-  if (file == nullptr) ::close(fd);
+  if (file == nullptr) {
+    ::close(fd);
+    return nullptr;
+  }
+  // Unbuffered for writing: a count write() returns is then what reached
+  // the file. Buffered, a write "succeeds" into the buffer and its failure
+  // (a full disk) shows only in a later seek, against another entry.
+  if (!readOnly) setvbuf(file, nullptr, _IONBF, 0);
   return file;
 }
 
@@ -160,20 +176,19 @@ int32_t FileImpl::write(const void* buffer, int32_t length) {
   // A negative length would turn into a huge size_t; refuse it like read().
   if (length < 0 || (buffer == nullptr && length > 0)) return -1;
   ScopedLock guard(m_lock);
-  size_t count = 0;
-  if (m_maxBytes == -1) {
-    fseeko(m_file, m_writePos, SEEK_SET);
-    count = fwrite(buffer, 1, static_cast<size_t>(length), m_file);
-  } else {
+  if (m_maxBytes != -1) {
     // "Used up" includes a limit lowered below what was written already.
     const int64_t room = m_maxBytes - m_bytesWritten;
     if (room <= 0) return 0;
     if (room <= length) length = static_cast<int32_t>(room);
-    fseeko(m_file, m_writePos, SEEK_SET);
-    count = fwrite(buffer, 1, static_cast<size_t>(length), m_file);
-    m_bytesWritten += static_cast<int64_t>(count);
   }
-  m_writePos = ftello(m_file);
+  if (fseeko(m_file, m_writePos, SEEK_SET) != 0) return -1;
+  clearerr(m_file);
+  const size_t count = fwrite(buffer, 1, static_cast<size_t>(length), m_file);
+  if (m_maxBytes != -1) m_bytesWritten += static_cast<int64_t>(count);
+  // Behind whatever did reach the file, so that the next write follows it.
+  const off_t position = ftello(m_file);
+  m_writePos = position >= 0 ? position : m_writePos + static_cast<int64_t>(count);
   return static_cast<int32_t>(count);
 }
 

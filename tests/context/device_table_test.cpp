@@ -340,5 +340,28 @@ TEST_F(DeviceTable, AHandleOutlivesItsRecordAfterAnUnplug) {
   EXPECT_TRUE(has(uvc().calls(), "closeDevice(usb://0)"));
 }
 
+// A plug-in that raises a device-state event from inside its getDeviceList
+// (which the contract forbids, but a plug-in may do) reaches a rebuild under
+// the running one; the table must stay within its 60 records, and the next
+// plug-in must be told the room really left, at start-up and later alike.
+TEST_F(ContextTest, AnEventRaisedInsideGetDeviceListKeepsTheTableInBounds) {
+  load();
+  uvc().setDevices(deviceRecords("usb://", 60, SARVIK_CONNECTION_USB));
+  net().setDevices(deviceRecords("net://", 5, SARVIK_CONNECTION_NET));
+  uvc().setEventsInsideCalls(true);
+  ASSERT_EQ(0, ctx()->initialize());
+  EXPECT_EQ(60u, deviceCount());
+
+  net().clearCalls();
+  EXPECT_EQ(0, uvc().raiseEvent("usb://0", "SN0", "", 0));
+  EXPECT_EQ(60u, deviceCount());
+  for (const std::string& call : net().calls()) {
+    if (call.rfind("getDeviceList(", 0) == 0) {
+      EXPECT_EQ("getDeviceList(room=0)", call);
+    }
+  }
+  EXPECT_NE(nullptr, ctx()->findDeviceByUri("usb://59"));
+}
+
 }  // namespace
 }  // namespace sarvik_test

@@ -182,5 +182,46 @@ TEST_F(StreamFrames, AnUnlimitedReadDoesNotHoldUpClosingItsStream) {
   EXPECT_EQ(0, close.result());
 }
 
+struct FrameCount {
+  SarvikBaseContext* context = nullptr;
+  std::atomic<int> frames{0};
+  std::atomic<int> wrongSize{0};
+};
+
+void countFrame(sarvik::VideoStream*, typedefSarvikFrame* frame, void* user) {
+  auto* count = static_cast<FrameCount*>(user);
+  if (frame == nullptr || frame->dataSize != 16 * 8 * 2) ++count->wrongSize;
+  ++count->frames;
+  if (frame != nullptr) count->context->releaseFrame(frame);
+}
+
+// A plug-in that hands over no frame, or one claiming more bytes than its
+// buffer holds, reaches neither a reader nor a callback.
+TEST_F(StreamFrames, NullAndOversizedFramesFromThePluginAreNotPassedOn) {
+  startCameras();
+  sarvik::VideoStream* read = openStream(usbCamera(), SARVIK_STREAM_DEPTH);
+  FrameCount count;
+  count.context = ctx();
+  openStream(usbCamera(), SARVIK_STREAM_COLOR, countFrame, &count);
+  for (FrameFault fault : {FrameFault::kNullFrame, FrameFault::kOversized}) {
+    SCOPED_TRACE(static_cast<int>(fault));
+    uvc().setFrameFault(fault);
+    EXPECT_EQ(0, uvc().deliverFrame(SARVIK_STREAM_DEPTH));
+    EXPECT_EQ(0, uvc().deliverFrame(SARVIK_STREAM_COLOR));
+    typedefSarvikFrame* frame = kUnwritten;
+    EXPECT_EQ(-11, ctx()->readFrame(read, &frame, 30));
+  }
+  uvc().setFrameFault(FrameFault::kNone);
+  EXPECT_EQ(0, uvc().deliverFrame(SARVIK_STREAM_COLOR));
+  EXPECT_TRUE(waitUntil([&] { return count.frames.load() >= 1; }));
+  EXPECT_EQ(1, count.frames.load());
+  EXPECT_EQ(0, count.wrongSize.load());
+  EXPECT_EQ(0, uvc().deliverFrame(SARVIK_STREAM_DEPTH));
+  typedefSarvikFrame* frame = nullptr;
+  ASSERT_EQ(0, ctx()->readFrame(read, &frame, 5000));
+  EXPECT_EQ(16u * 8u * 2u, frame->dataSize);
+  EXPECT_EQ(0, ctx()->releaseFrame(frame));
+}
+
 }  // namespace
 }  // namespace sarvik_test

@@ -144,7 +144,9 @@ TEST_F(VideoStreamTest, CallbackGetsEachFrameWithAReferenceAndCanBeReplaced) {
   EXPECT_FALSE(m_stream->isOwnThread());
   EXPECT_TRUE(m_stream->m_frameQueue.empty());
   first.releaseAll();
-  EXPECT_TRUE(allFramesHome(pool(m_stream)));
+  // "Stream CallBack" drops its own reference only after the callback has
+  // returned: wait for that rather than read the pool at once.
+  EXPECT_TRUE(waitUntil([&] { return allFramesHome(pool(m_stream)); }));
 
   m_stream->setFrameCallback(&CallbackSink::onFrame, &second);
   source().deliver(2);

@@ -44,7 +44,15 @@ enum class FakeOp : int32_t {
   kStreamStart,
   kTaskStart,
   kCloseDevice,  // for pauseAt only: the host does not read closeDevice's status
+  kSetFlag,      // for pauseAt only: the host does not read setFlag's status
   kCount,
+};
+
+// What a delivery hands the host instead of a well-formed frame.
+enum class FrameFault : int32_t {
+  kNone,
+  kNullFrame,  // the callback gets a null frame
+  kOversized,  // dataSize claims more bytes than the buffer holds
 };
 
 // Records the plug-in reports beyond this are dropped by setDevices.
@@ -105,6 +113,10 @@ class FakeDriverControl {
   virtual int32_t startEventStorm(const char* deviceAddr, const char* sn, const char* location,
                                   uint32_t deviceState) = 0;
   virtual void stopEventStorm() = 0;
+  // While on, each getDeviceList and openDevice call raises a device-state
+  // event ("inline://0", state 0) synchronously, on the calling thread,
+  // before it answers (not again while one such event is running there).
+  virtual void setEventsInsideCalls(bool on) = 0;
   // Events whose callback has returned.
   virtual uint64_t eventsRaised() = 0;
 
@@ -118,13 +130,16 @@ class FakeDriverControl {
   // Stream objects started from now on deliver frames flat out on a thread of
   // their own, from start to stop.
   virtual void setFlatOutDelivery(bool on) = 0;
+  // Every delivery from now on, by deliverFrame or flat out, carries this fault.
+  virtual void setFrameFault(FrameFault fault) = 0;
   virtual uint64_t framesDelivered() = 0;
 
   // --- Holding a call inside the plug-in ---
 
   // The next call of `op` (openDevice, openDeviceByFd, closeDevice,
-  // setProperty or a stream's start) waits inside the plug-in, after it has
-  // been logged, until resume(). One call only.
+  // setProperty, a stream's start, a task's start, depthToPointCloud or
+  // setFlag) waits inside the plug-in, after it has been logged, until
+  // resume(). One call only. After the wait, the call still uses its object.
   virtual void pauseAt(FakeOp op) = 0;
   // True while a call waits at the pause.
   virtual bool paused() = 0;

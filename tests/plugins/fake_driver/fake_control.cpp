@@ -332,6 +332,22 @@ void FakeControl::streamStopped(FakeStream* stream) {
   m_changed.wait(lock, [&] { return m_inDelivery.count(stream) == 0; });
 }
 
+void FakeControl::eventInsideCall() {
+  thread_local bool inside = false;
+  if (!m_eventsInside.load() || inside) return;
+  DriverStateCallback callback = nullptr;
+  void* user = nullptr;
+  {
+    std::lock_guard<std::mutex> guard(m_mutex);
+    callback = m_callback;
+    user = m_callbackUser;
+  }
+  if (callback == nullptr) return;
+  inside = true;
+  callback("inline://0", "SN-inline", "inline", 0, user);
+  inside = false;
+}
+
 int32_t FakeControl::deliverFrame(uint32_t sensorType) {
   FakeStream* stream = nullptr;
   {

@@ -59,6 +59,11 @@ class FakeControl : public FakeDriverControl {
   uint64_t eventsRaised() override;
   int32_t deliverFrame(uint32_t sensorType) override;
   void setFlatOutDelivery(bool on) override { m_flatOut = on; }
+  void setFrameFault(FrameFault fault) override { m_frameFault = static_cast<int32_t>(fault); }
+  void setEventsInsideCalls(bool on) override { m_eventsInside = on; }
+  FrameFault frameFault() const { return static_cast<FrameFault>(m_frameFault.load()); }
+  // Raises the inline event of setEventsInsideCalls on the calling thread.
+  void eventInsideCall();
   uint64_t framesDelivered() override { return m_framesDelivered.load(); }
   void pauseAt(FakeOp op) override;
   bool paused() override;
@@ -137,6 +142,8 @@ class FakeControl : public FakeDriverControl {
   std::atomic<bool> m_streamReady{true};
   std::atomic<bool> m_frameModeNull{false};
   std::atomic<bool> m_flatOut{false};
+  std::atomic<int32_t> m_frameFault{0};
+  std::atomic<bool> m_eventsInside{false};
   bool m_fdHasId = true;
   std::string m_fdId;  // empty: "fd:<path>"
   uint32_t m_width = 16, m_height = 8, m_bytesPerPixel = 2;

@@ -111,6 +111,8 @@ int32_t FakeDevice::depthToPointCloud(const uint16_t*, uint32_t width, uint32_t 
                                       float, float, typedefSarvikPoint3D*, uint32_t, bool) {
   FakeControl& control = FakeControl::instance();
   control.log(formatText("depthToPointCloud(w=%u,h=%u)", width, height));
+  control.pausePoint(FakeOp::kDepthToPointCloud);
+  m_clouds.fetch_add(1);  // a device closed meanwhile is caught here
   return control.result(FakeOp::kDepthToPointCloud);
 }
 

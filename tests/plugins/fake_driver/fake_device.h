@@ -3,6 +3,7 @@
 #ifndef SARVIK_TESTS_FAKE_DRIVER_FAKE_DEVICE_H
 #define SARVIK_TESTS_FAKE_DRIVER_FAKE_DEVICE_H
 
+#include <atomic>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -45,6 +46,7 @@ class FakeDevice final : public sarvik::DeviceInterfaceBase {
 
   const std::string m_id;
   const bool m_hasId;
+  std::atomic<int> m_clouds{0};
   std::mutex m_mutex;  // guards m_streams and m_modes
   std::vector<FakeStream*> m_streams;
   // One current mode per sensor type; the host keeps the pointers while the device is open.

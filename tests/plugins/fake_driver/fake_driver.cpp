@@ -34,6 +34,7 @@ int32_t FakeDriver::getDeviceList(typedefSarvikDeviceInfo* records, uint32_t* co
     return -1;
   }
   control.log(formatText("getDeviceList(room=%u)", *count));
+  control.eventInsideCall();
   const int32_t status = control.result(FakeOp::kGetDeviceList);
   if (status != 0) return status;
   return control.fillDeviceList(records, count);
@@ -53,6 +54,7 @@ void FakeDriver::adopt(FakeDevice* device) {
 int32_t FakeDriver::openDevice(const char* uri, sarvik::DeviceInterfaceBase** device) {
   FakeControl& control = FakeControl::instance();
   control.log(formatText("openDevice(%s)", orNull(uri)));
+  control.eventInsideCall();
   control.pausePoint(FakeOp::kOpenDevice);
   const int32_t status = control.result(FakeOp::kOpenDevice);
   if (status != 0 || device == nullptr) return status;
@@ -107,6 +109,7 @@ int32_t FakeDriver::setTaskMode(bool enable) {
 
 int32_t FakeDriver::setFlag(uint8_t value) {
   FakeControl::instance().log(formatText("setFlag(%u)", static_cast<unsigned>(value)));
+  FakeControl::instance().pausePoint(FakeOp::kSetFlag);
   return 0;
 }
 

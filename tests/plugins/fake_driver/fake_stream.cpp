@@ -93,7 +93,18 @@ int32_t FakeStream::deliverOnce() {
   const uint32_t size = std::min(FakeControl::instance().frameBufferSize(), frame->bufferCapacity());
   frame->dataSize = frame->data != nullptr ? size : 0;
   if (frame->data != nullptr) std::memset(frame->data, static_cast<int>(number & 0xFF), frame->dataSize);
-  callback(frame.get(), user);
+  switch (FakeControl::instance().frameFault()) {
+    case FrameFault::kNullFrame:
+      callback(nullptr, user);
+      break;
+    case FrameFault::kOversized:
+      frame->dataSize = frame->bufferCapacity() + 4096;
+      callback(frame.get(), user);
+      break;
+    case FrameFault::kNone:
+      callback(frame.get(), user);
+      break;
+  }
   FakeControl::instance().countFrame();
   return 0;  // our reference ends with `frame`
 }

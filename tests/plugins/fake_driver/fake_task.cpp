@@ -18,6 +18,8 @@ FakeTask::~FakeTask() {
 int32_t FakeTask::start(uint64_t word1, uint64_t word2) {
   FakeControl& control = FakeControl::instance();
   control.log(formatText("task.start(%s,%llu,%llu)", m_deviceId.c_str(), wide(word1), wide(word2)));
+  control.pausePoint(FakeOp::kTaskStart);
+  m_starts.fetch_add(1);  // a task deleted meanwhile is caught here
   return control.result(FakeOp::kTaskStart);
 }
 

@@ -3,6 +3,7 @@
 #ifndef SARVIK_TESTS_FAKE_DRIVER_FAKE_TASK_H
 #define SARVIK_TESTS_FAKE_DRIVER_FAKE_TASK_H
 
+#include <atomic>
 #include <string>
 
 #include "sarvik/SarvikDriver.h"
@@ -26,6 +27,7 @@ class FakeTask final : public sarvik::DeviceTaskBase {
 
  private:
   const std::string m_deviceId;
+  std::atomic<int> m_starts{0};
 };
 
 }  // namespace sarvik_test
