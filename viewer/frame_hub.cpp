@@ -32,7 +32,8 @@ void FrameHub::publish(uint32_t kind, MessageRef message) {
   // `old` goes back to its pool here, outside the lock.
 }
 
-bool FrameHub::waitNewer(unsigned wanted, Versions* seen, std::vector<MessageRef>* out, int timeoutMs) {
+bool FrameHub::waitNewer(unsigned wanted, Versions* seen, std::vector<MessageRef>* out, int timeoutMs,
+                         uint64_t* pokes) {
   std::unique_lock<std::mutex> guard(m_lock);
   auto fresh = [&] {
     for (int slot = 0; slot < kHubSlots; ++slot) {
@@ -40,8 +41,10 @@ bool FrameHub::waitNewer(unsigned wanted, Versions* seen, std::vector<MessageRef
     }
     return false;
   };
-  m_changed.wait_for(guard, std::chrono::milliseconds(timeoutMs), [&] { return m_closed || fresh(); });
+  m_changed.wait_for(guard, std::chrono::milliseconds(timeoutMs),
+                     [&] { return m_closed || fresh() || (pokes != nullptr && *pokes != m_pokes); });
   if (m_closed) return false;
+  if (pokes != nullptr) *pokes = m_pokes;
   for (int slot = 0; slot < kHubSlots; ++slot) {
     if ((wanted & (1u << slot)) == 0 || m_versions[slot] == (*seen)[slot]) continue;
     (*seen)[slot] = m_versions[slot];
@@ -64,6 +67,14 @@ void FrameHub::clear(uint32_t kind) {
   std::lock_guard<std::mutex> guard(m_lock);
   old = std::move(m_latest[slot]);
   ++m_versions[slot];
+}
+
+void FrameHub::poke() {
+  {
+    std::lock_guard<std::mutex> guard(m_lock);
+    ++m_pokes;
+  }
+  m_changed.notify_all();
 }
 
 void FrameHub::close() {

@@ -25,9 +25,13 @@ class FrameHub {
 
   void publish(uint32_t kind, MessageRef message);
   // Waits up to timeoutMs for a message newer than seen[] in one of the
-  // slots of `wanted` (bit per slot); appends the new ones to *out and
-  // updates seen[]. False once closed.
-  bool waitNewer(unsigned wanted, Versions* seen, std::vector<MessageRef>* out, int timeoutMs);
+  // slots of `wanted` (bit per slot), or for a poke newer than *pokes;
+  // appends the new messages to *out and updates seen[] and *pokes. False
+  // once closed.
+  bool waitNewer(unsigned wanted, Versions* seen, std::vector<MessageRef>* out, int timeoutMs,
+                 uint64_t* pokes = nullptr);
+  // Wakes every waiter once, e.g. because a page can take more now.
+  void poke();
   // The newest message of a kind, empty if none.
   MessageRef latest(uint32_t kind);
   // Forgets the messages of a kind (its stream stopped).
@@ -46,6 +50,7 @@ class FrameHub {
   std::array<MessageRef, kHubSlots> m_latest;  // guarded by m_lock
   Versions m_versions{};                       // guarded by m_lock
   bool m_closed = false;                       // guarded by m_lock
+  uint64_t m_pokes = 0;                        // guarded by m_lock
   int m_cloudWatchers = 0;                     // guarded by m_lock
 };
 

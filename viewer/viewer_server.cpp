@@ -23,6 +23,7 @@ ViewerServer::ViewerServer(SarvikBaseContext* context, const ViewerOptions& opti
   addStreamControlRoutes();
   addFileRoutes();
   addStreamRoute();
+  addAckRoute();
   addReportRoutes();
   addErrorHandlers();
 }

@@ -6,7 +6,10 @@
 
 #include <httplib.h>
 
+#include <array>
 #include <atomic>
+#include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -24,6 +27,13 @@ struct ViewerOptions {
   std::string outputFolder = ".";  // snapshots and recordings go here
   int maxPages = 4;             // frame streams served at once
   int threads = 12;             // HTTP worker threads: pages plus API requests
+};
+
+// Frames a page may still be sent of each kind before it says it has drawn
+// one: what bounds the frames in flight, and so the latency, whatever the
+// sockets buffer.
+struct PageCredits {
+  std::array<std::atomic<int>, kHubSlots> credits{};
 };
 
 class ViewerServer {
@@ -54,6 +64,7 @@ class ViewerServer {
   void addFileRoutes();
   void addStreamRoute();
   void addReportRoutes();
+  void addAckRoute();
   void addErrorHandlers();
 
   SarvikBaseContext* m_context;
@@ -68,6 +79,9 @@ class ViewerServer {
   mutable std::mutex m_reportLock;
   std::string m_report = "{}";  // guarded by m_reportLock
   std::vector<uint8_t> m_colourBar;  // built once, before serving
+  std::mutex m_pagesLock;
+  std::map<uint64_t, std::shared_ptr<PageCredits>> m_pageCredits;  // guarded by m_pagesLock
+  uint64_t m_nextPage = 1;                                          // guarded by m_pagesLock
 };
 
 }  // namespace sarvik_viewer

@@ -38,14 +38,25 @@ class FrameStream {
 
   close() { this.controller.abort(); }
 
+  // Tells the server how many frames of each kind the page is done with
+  // (drawn, or replaced before it could be): it sends only a couple ahead.
+  acknowledge(counts) {
+    if (!this.id || Object.keys(counts).length === 0) return;
+    fetch('/api/ack', {
+      method: 'POST', headers: { 'Content-Type': 'application/json' },
+      body: JSON.stringify({ stream: this.id, acks: counts }),
+    }).catch(() => {});
+  }
+
   async run() {
     let reason = 'stream ended';
     try {
-      const response = await fetch('/api/stream?kinds=' + this.kinds.join(','), { signal: this.controller.signal, cache: 'no-store' });
+      const response = await fetch('/api/stream?ack=1&kinds=' + this.kinds.join(','), { signal: this.controller.signal, cache: 'no-store' });
       if (!response.ok) {
         const body = await response.json().catch(() => ({}));
         throw new Error(body.error || ('HTTP ' + response.status));
       }
+      this.id = Number(response.headers.get('X-Sarvik-Stream'));
       const reader = response.body.getReader();
       for (;;) {
         const { value, done } = await reader.read();

@@ -24,6 +24,7 @@ const state = {
   stream: null,
   cloud: null,
   recording: false,
+  acks: {},            // kind name -> frames done with since the last acknowledgement
 };
 window.viewerState = state;
 
@@ -140,8 +141,15 @@ function onMessage(header, payload) {
   c.times.push(now);
   while (c.times.length && now - c.times[0] > 1000) c.times.shift();
   c.fps = c.times.length;
-  if (state.latest[kind]) c.skipped += 1;  // replaced before it was drawn
+  if (state.latest[kind]) {
+    c.skipped += 1;  // replaced before it was drawn
+    done(kind);
+  }
   state.latest[kind] = { header, payload };
+}
+
+function done(kind) {
+  state.acks[kind] = (state.acks[kind] || 0) + 1;
 }
 
 function imageFor(panel, width, height) {
@@ -204,6 +212,7 @@ function drawFrame() {
   for (const kind of Object.keys(state.latest)) {
     const { header, payload } = state.latest[kind];
     delete state.latest[kind];
+    done(kind);
     const c = counterOf(kind);
     if (kind === 'cloud') {
       if (state.cloud && state.colourBar) {
@@ -223,6 +232,10 @@ function drawFrame() {
     panel.stats.textContent =
       `${header.width}×${header.height}  ${c.fps} fps  dropped ${c.dropped + c.skipped}  #${header.frameNumber}  stamp ${(header.frameStamp / 1e6).toFixed(3)} s`;
   }
+  if (state.stream && Object.keys(state.acks).length) {
+    state.stream.acknowledge(state.acks);
+    state.acks = {};
+  }
   requestAnimationFrame(drawFrame);
 }
 
@@ -230,6 +243,7 @@ function drawFrame() {
 
 function connectStream() {
   if (state.stream) state.stream.close();
+  state.acks = {};
   const kinds = ['color', 'depth', 'ir', 'lightir'];
   if ($('cloud-on').checked) kinds.push('cloud');
   const stream = new FrameStream(kinds, onMessage, (reason) => {
@@ -392,6 +406,11 @@ async function start() {
   await syncClock();
   connectStream();
   requestAnimationFrame(drawFrame);
+  // A page kept in the back-forward cache is frozen but would hold its
+  // stream (and one of the server's page places) open; let go, and come
+  // back when shown again.
+  window.addEventListener('pagehide', () => { if (state.stream) state.stream.close(); });
+  window.addEventListener('pageshow', (e) => { if (e.persisted) connectStream(); });
   setInterval(report, 1000);
   setInterval(syncClock, 10000);
 }

@@ -86,6 +86,49 @@ TEST_F(ViewerTest, StreamCarriesWholeFramesOfTheStartedSensors) {
   }
 }
 
+TEST_F(ViewerTest, APageThatAcknowledgesGetsOnlyTwoFramesAhead) {
+  ASSERT_EQ(post("/api/start", {{"sensor", "depth"}}), 200);
+  std::atomic<uint64_t> id{0};
+  std::atomic<size_t> frames{0};
+  std::atomic<bool> running{true};
+  std::thread page([&] {
+    auto client = makeClient();
+    StreamReading reading;
+    client->Get(
+        "/api/stream?ack=1&kinds=depth",
+        [&](const httplib::Response& response) {
+          if (response.has_header("X-Sarvik-Stream")) id = std::stoull(response.get_header_value("X-Sarvik-Stream"));
+          return true;
+        },
+        [&](const char* data, size_t length) {
+          const bool ok = reading.take(data, length);
+          frames = reading.count(SARVIK_STREAM_DEPTH);
+          return ok && running.load();
+        });
+  });
+  ASSERT_TRUE(eventually([&] { return frames.load() == 2; }));
+  // The camera runs on, but nothing more comes until the page says it drew one.
+  const uint64_t shown = framesOf("depth");
+  ASSERT_TRUE(eventually([&] { return framesOf("depth") > shown + 5; }));
+  EXPECT_EQ(frames.load(), 2u);
+  ASSERT_NE(id.load(), 0u);
+  EXPECT_EQ(post("/api/ack", {{"stream", id.load()}, {"acks", {{"depth", 1}}}}), 200);
+  ASSERT_TRUE(eventually([&] { return frames.load() == 3; }));
+  // However many it acknowledges at once, it is never more than two ahead.
+  EXPECT_EQ(post("/api/ack", {{"stream", id.load()}, {"acks", {{"depth", 1000}}}}), 200);
+  ASSERT_TRUE(eventually([&] { return frames.load() == 5; }));
+  EXPECT_EQ(frames.load(), 5u);
+
+  EXPECT_EQ(post("/api/ack", {{"stream", 999999}, {"acks", {{"depth", 1}}}}), 404);
+  EXPECT_EQ(post("/api/ack", {{"stream", id.load()}, {"acks", {{"sonar", 1}}}}), 400);
+  EXPECT_EQ(post("/api/ack", {{"stream", id.load()}, {"acks", {{"depth", -1}}}}), 400);
+  EXPECT_EQ(post("/api/ack", {{"stream", id.load()}}), 400);
+  running = false;
+  EXPECT_EQ(post("/api/ack", {{"stream", id.load()}, {"acks", {{"depth", 1}}}}), 200);  // wakes the page's reader
+  page.join();
+  ASSERT_TRUE(eventually([&] { return m_server->pages() == 0; }));
+}
+
 TEST_F(ViewerTest, BadKindsAreRefused) {
   auto client = makeClient();
   for (const char* kinds : {"", "sonar", "depth,,color", "depth,"}) {
