@@ -1,5 +1,6 @@
 #include "stream_reader.h"
 
+#include <chrono>
 #include <cstring>
 
 #include "frame_message.h"
@@ -61,7 +62,12 @@ void StreamReader::run() {
   while (m_running.load()) {
     typedefSarvikFrame* frame = nullptr;
     const int32_t status = m_context->readFrame(m_stream, &frame, kReadTimeoutMs);
-    if (status != kStatusOk || frame == nullptr) continue;
+    if (status != kStatusOk || frame == nullptr) {
+      // A camera that has gone may fail at once instead of waiting out the
+      // timeout; don't spin on it.
+      if (status != kStatusTimeout) std::this_thread::sleep_for(std::chrono::milliseconds(kReadTimeoutMs));
+      continue;
+    }
     if (m_haveNumber && frame->frameNumber > m_lastNumber.load() + 1) {
       m_dropped += frame->frameNumber - m_lastNumber.load() - 1;
     }
