@@ -12,12 +12,17 @@ std::string recordText(const char* field, size_t size) {
 }
 
 nlohmann::json deviceJson(const typedefSarvikDeviceInfo& info) {
+  // Copies: the records are packed, and json would bind a reference to the
+  // misaligned fields.
+  const uint16_t vendorId = info.vendorId;
+  const uint16_t productId = info.productId;
+  const uint32_t connection = info.ConnectionType;
   return {{"address", recordText(info.uri, sizeof info.uri)},
           {"serial", recordText(info.serialNumber, sizeof info.serialNumber)},
           {"name", recordText(info.name, sizeof info.name)},
-          {"vendorId", info.vendorId},
-          {"productId", info.productId},
-          {"connection", info.ConnectionType}};
+          {"vendorId", vendorId},
+          {"productId", productId},
+          {"connection", connection}};
 }
 
 nlohmann::json modeJson(const SarvikModeRecord& mode, size_t index) {
