@@ -12,6 +12,7 @@
 #include "sarvik/SarvikCamera.h"
 #include "tools/commands.h"
 #include "tools/record_file.h"
+#include "tools/run_environment.h"
 
 namespace sarvik {
 namespace tools {
@@ -41,15 +42,13 @@ int runPlay(const CommandLine& line) {
     return 1;
   }
   const std::string path = resolved;
-  const char* others = getenv(SARVIK_ENV_PLAY_FILES);
-  const std::string files = others != nullptr && others[0] != '\0' ? path + ":" + others : path;
-  setenv(SARVIK_ENV_PLAY_FILES, files.c_str(), 1);
+  setenv(SARVIK_ENV_PLAY_FILES, withPlayFile(getenv(SARVIK_ENV_PLAY_FILES), path).c_str(), 1);
   setenv(SARVIK_ENV_PLAY_SPEED, std::to_string(line.speed).c_str(), 1);
   setenv(SARVIK_ENV_PLAY_LOOP, line.loop ? "1" : "0", 1);
 
   CommandLine stream = line;
   stream.command = Command::kStream;
-  stream.address = SARVIK_FILE_SCHEME + path;
+  stream.camera = SARVIK_FILE_SCHEME + path;
   if (stream.seconds <= 0.0 && !line.loop && line.speed > 0.0) {
     // The stream view waits for a camera that went to come back; a file that
     // ended comes back once closed, so without a limit it would play again.

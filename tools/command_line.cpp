@@ -271,7 +271,7 @@ ParseOutcome parseCommandLine(int argc, const char* const* argv, CommandLine* ou
           "0|0.25..8"));
   play->add_flag("--loop", out->loop, "start again at the end of the file");
   addTypeOption(play, &playTypes);
-  addSecondsOption(play, &out->seconds);
+  addSecondsOption(play, &out->seconds, "--seconds,-s");
 
   ParseOutcome outcome;
   auto usage = [&](const std::string& text) {
