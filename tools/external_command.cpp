@@ -48,7 +48,7 @@ bool isPlainName(const std::string& name) {
 
 bool isBuiltInCommand(const std::string& name) {
   static const char* const kBuiltIn[] = {"devices", "info",   "stream",   "watch", "record",
-                                         "inspect", "export", "snapshot", "cloud", "help"};
+                                         "inspect", "export", "snapshot", "cloud", "play", "help"};
   for (const char* builtIn : kBuiltIn) {
     if (name == builtIn) return true;
   }
