@@ -1,5 +1,7 @@
 #include "v4l2_camera.h"
 
+#include "v4l2_mjpeg.h"
+
 #include <errno.h>
 #include <poll.h>
 #include <linux/videodev2.h>
@@ -50,11 +52,24 @@ V4l2Camera::V4l2Camera(std::shared_ptr<System> sys, int fd, std::string path, st
       m_controls(std::move(controls)),
       m_log(std::move(log)),
       m_onGone(std::move(onGone)) {
+  // A size and rate offered both as MJPG and uncompressed would be two modes
+  // the application cannot tell apart: the uncompressed one is kept, in the
+  // place of the first, as it costs no decoding and loses nothing.
   for (const NodeMode& m : m_nodeModes) {
-    std::vector<SarvikModeRecord>& list = m_byType[m.record.sensorType];
+    uint32_t type = m.record.sensorType;
+    std::vector<SarvikModeRecord>& list = m_byType[type];
+    bool replaced = false;
+    for (size_t i = 0; i < list.size(); ++i) {
+      if (std::memcmp(&list[i].mode, &m.record.mode, sizeof m.record.mode) != 0) continue;
+      if (m_source[type][i].fourcc == V4L2_PIX_FMT_MJPEG && m.fourcc != V4L2_PIX_FMT_MJPEG) m_source[type][i] = m;
+      replaced = true;
+      break;
+    }
+    if (replaced) continue;
     SarvikModeRecord record = m.record;
     record.modeIndex = static_cast<uint16_t>(list.size());
     list.push_back(record);
+    m_source[type].push_back(m);
   }
 }
 
@@ -158,11 +173,9 @@ void V4l2Camera::tearDown() {
 int32_t V4l2Camera::startSensor(uint32_t sensorType, const SarvikModeRecord& mode, sarvikhost::FrameSink* sink) {
   if (m_gone) return kSarvikErrDisconnected;
   const NodeMode* chosen = nullptr;
-  for (const NodeMode& m : m_nodeModes) {
-    if (m.record.sensorType == sensorType && std::memcmp(&m.record.mode, &mode.mode, sizeof mode.mode) == 0) {
-      chosen = &m;
-      break;
-    }
+  if (sensorType > 0 && sensorType < 5 && mode.modeIndex < m_source[sensorType].size() &&
+      std::memcmp(&m_byType[sensorType][mode.modeIndex].mode, &mode.mode, sizeof mode.mode) == 0) {
+    chosen = &m_source[sensorType][mode.modeIndex];
   }
   if (chosen == nullptr) return kSarvikErrNotFound;
   std::lock_guard<std::mutex> lock(m_lock);
@@ -199,6 +212,8 @@ void V4l2Camera::markGone() {
 
 void V4l2Camera::run(const NodeMode mode, sarvikhost::FrameSink* sink) {
   bool shortLogged = false;
+  std::unique_ptr<MjpegDecoder> decoder;
+  if (mode.fourcc == V4L2_PIX_FMT_MJPEG) decoder.reset(new MjpegDecoder());
   while (!m_stop) {
     short revents = 0;
     int ready = m_sys->poll(m_fd, POLLIN, &revents, kPollMs);
@@ -232,14 +247,25 @@ void V4l2Camera::run(const NodeMode mode, sarvikhost::FrameSink* sink) {
       sink->lost();
     } else if (sarvik::FrameRefPtr frame = sink->acquire(mode.record.frameBytes)) {
       typedefSarvikFrame& record = *frame;
-      convertImage(mode.fourcc, static_cast<const uint8_t*>(m_buffers[buffer.index].address), buffer.bytesused,
-                   mode.width, mode.height, static_cast<uint8_t*>(static_cast<void*>(record.data)));
-      record.pixelType = mode.record.mode.modeValue4;
-      record.width = mode.width;
-      record.height = mode.height;
-      record.dataSize = mode.record.frameBytes;
-      record.frameStamp = monotonicMicros();
-      sink->deliver(std::move(frame));
+      const uint8_t* src = static_cast<const uint8_t*>(m_buffers[buffer.index].address);
+      uint8_t* dst = static_cast<uint8_t*>(static_cast<void*>(record.data));
+      bool good = decoder ? decoder->decode(src, buffer.bytesused, mode.width, mode.height, dst)
+                          : convertImage(mode.fourcc, src, buffer.bytesused, mode.width, mode.height, dst);
+      if (good) {
+        record.pixelType = mode.record.mode.modeValue4;
+        record.width = mode.width;
+        record.height = mode.height;
+        record.dataSize = mode.record.frameBytes;
+        record.frameStamp = monotonicMicros();
+        sink->deliver(std::move(frame));
+      } else {
+        if (!shortLogged) {
+          m_log(m_path + ": the driver sent a corrupt " + fourccText(mode.fourcc) + " image; such images are dropped");
+          shortLogged = true;
+        }
+        frame.reset();
+        sink->lost();
+      }
     }
     if (buffer.index < m_buffers.size() && (result = m_sys->ioctl(m_fd, VIDIOC_QBUF, &buffer)) < 0) {
       markGone();

@@ -57,7 +57,8 @@ class V4l2Camera final : public sarvikhost::Camera {
   const std::vector<Control> m_controls;
   const LogFn m_log;
   const std::function<void()> m_onGone;
-  std::vector<SarvikModeRecord> m_byType[5];
+  std::vector<SarvikModeRecord> m_byType[5];  // by sensor type, as listed
+  std::vector<NodeMode> m_source[5];          // the driver format behind each listed mode
   const std::vector<SarvikModeRecord> m_none;
   std::atomic<bool> m_gone{false};
   std::atomic<bool> m_stop{false};

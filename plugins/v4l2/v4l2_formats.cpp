@@ -1,5 +1,7 @@
 #include "v4l2_formats.h"
 
+#include "v4l2_mjpeg.h"
+
 #include <linux/videodev2.h>
 
 #include <algorithm>
@@ -55,6 +57,11 @@ bool mapFormat(uint32_t fourcc, bool y16IsDepth, uint32_t* sensorType, uint32_t*
       *sensorType = SARVIK_STREAM_COLOR;
       *pixelFormat = SARVIK_PIXEL_RGB24;
       return true;
+    case V4L2_PIX_FMT_MJPEG:
+      if (!mjpegAvailable()) return false;
+      *sensorType = SARVIK_STREAM_COLOR;
+      *pixelFormat = SARVIK_PIXEL_RGB24;
+      return true;
     case V4L2_PIX_FMT_GREY:
       *sensorType = SARVIK_STREAM_IR;
       *pixelFormat = SARVIK_PIXEL_GRAY8;
@@ -67,6 +74,7 @@ bool mapFormat(uint32_t fourcc, bool y16IsDepth, uint32_t* sensorType, uint32_t*
 size_t sourceBytes(uint32_t fourcc, uint32_t width, uint32_t height) {
   size_t pixels = static_cast<size_t>(width) * height;
   switch (fourcc) {
+    case V4L2_PIX_FMT_MJPEG: return 4;  // compressed: any length; the decoder judges it
     case V4L2_PIX_FMT_RGB24: return pixels * 3;
     case V4L2_PIX_FMT_GREY: return pixels;
     default: return pixels * 2;
@@ -77,6 +85,7 @@ bool convertImage(uint32_t fourcc, const uint8_t* src, size_t srcBytes, uint32_t
                   uint8_t* dst) {
   size_t need = sourceBytes(fourcc, width, height);
   if (srcBytes < need) return false;
+  if (fourcc == V4L2_PIX_FMT_MJPEG) return false;  // needs a decoder: MjpegDecoder
   if (fourcc == V4L2_PIX_FMT_YUYV) {
     yuyvToRgb(src, width * height, dst);
   } else {

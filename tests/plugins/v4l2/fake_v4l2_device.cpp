@@ -4,6 +4,7 @@
 #include <linux/videodev2.h>
 #include <poll.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <thread>
@@ -50,6 +51,10 @@ void FakeSystem::setShortEvery(const std::string& path, uint32_t n) {
 void FakeSystem::setOpenError(const std::string& path, int error) {
   std::lock_guard<std::mutex> lock(m_lock);
   m_nodes[path].openError = error;
+}
+void FakeSystem::setPayload(const std::string& path, std::vector<uint8_t> bytes) {
+  std::lock_guard<std::mutex> lock(m_lock);
+  m_nodes[path].payload = std::move(bytes);
 }
 uint32_t FakeSystem::delivered(const std::string& path) {
   std::lock_guard<std::mutex> lock(m_lock);
@@ -227,7 +232,10 @@ int FakeSystem::ioctl(int fd, unsigned long request, void* arg) {
       std::vector<uint8_t>& buf = n.buffers[index];
       size_t bytes = imageBytes(n.fourcc, n.width, n.height);
       uint32_t seq = n.sequence++;
-      if (n.fourcc == V4L2_PIX_FMT_YUYV) {
+      if (n.fourcc == V4L2_PIX_FMT_MJPEG) {
+        bytes = std::min(n.payload.size(), buf.size());
+        std::memcpy(buf.data(), n.payload.data(), bytes);
+      } else if (n.fourcc == V4L2_PIX_FMT_YUYV) {
         for (size_t i = 0; i < bytes; i += 2) {
           buf[i] = static_cast<uint8_t>(16 + seq % 200);
           buf[i + 1] = 128;

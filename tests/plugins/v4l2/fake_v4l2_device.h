@@ -57,6 +57,8 @@ class FakeSystem final : public v4l2cam::System {
   void setBusy(const std::string& path, bool busy);  // S_FMT and REQBUFS: EBUSY
   void setShortEvery(const std::string& path, uint32_t n);  // every n-th image is half long
   void setOpenError(const std::string& path, int error);
+  // The bytes every image of a compressed format (MJPG) carries.
+  void setPayload(const std::string& path, std::vector<uint8_t> bytes);
 
   // Counters the tests read.
   uint32_t mapped() const { return m_mapped; }
@@ -82,6 +84,7 @@ class FakeSystem final : public v4l2cam::System {
     bool busy = false;
     int openError = 0;
     uint32_t shortEvery = 0;
+    std::vector<uint8_t> payload;
     std::map<uint32_t, int32_t> values;
     uint32_t fourcc = 0, width = 0, height = 0;
     bool streaming = false;

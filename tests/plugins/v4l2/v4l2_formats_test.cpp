@@ -24,7 +24,11 @@ TEST(V4l2Formats, MapsEachFourccToItsSensorAndPixelFormat) {
       {V4L2_PIX_FMT_YUYV, false, true, SARVIK_STREAM_COLOR, SARVIK_PIXEL_RGB24},
       {V4L2_PIX_FMT_RGB24, false, true, SARVIK_STREAM_COLOR, SARVIK_PIXEL_RGB24},
       {V4L2_PIX_FMT_GREY, false, true, SARVIK_STREAM_IR, SARVIK_PIXEL_GRAY8},
+#ifdef SARVIK_HAVE_TURBOJPEG
+      {V4L2_PIX_FMT_MJPEG, false, true, SARVIK_STREAM_COLOR, SARVIK_PIXEL_RGB24},
+#else
       {V4L2_PIX_FMT_MJPEG, false, false, 0, 0},
+#endif
       {V4L2_PIX_FMT_NV12, false, false, 0, 0},
   };
   for (const Case& c : cases) {
