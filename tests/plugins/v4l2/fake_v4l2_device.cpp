@@ -56,6 +56,10 @@ void FakeSystem::setPayload(const std::string& path, std::vector<uint8_t> bytes)
   std::lock_guard<std::mutex> lock(m_lock);
   m_nodes[path].payload = std::move(bytes);
 }
+void FakeSystem::setFill(const std::string& path, bool fill) {
+  std::lock_guard<std::mutex> lock(m_lock);
+  m_nodes[path].fill = fill;
+}
 uint32_t FakeSystem::delivered(const std::string& path) {
   std::lock_guard<std::mutex> lock(m_lock);
   return m_nodes[path].delivered;
@@ -232,7 +236,8 @@ int FakeSystem::ioctl(int fd, unsigned long request, void* arg) {
       std::vector<uint8_t>& buf = n.buffers[index];
       size_t bytes = imageBytes(n.fourcc, n.width, n.height);
       uint32_t seq = n.sequence++;
-      if (n.fourcc == V4L2_PIX_FMT_MJPEG) {
+      if (!n.fill) {
+      } else if (n.fourcc == V4L2_PIX_FMT_MJPEG) {
         bytes = std::min(n.payload.size(), buf.size());
         std::memcpy(buf.data(), n.payload.data(), bytes);
       } else if (n.fourcc == V4L2_PIX_FMT_YUYV) {

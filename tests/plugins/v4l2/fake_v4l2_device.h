@@ -59,6 +59,9 @@ class FakeSystem final : public v4l2cam::System {
   void setOpenError(const std::string& path, int error);
   // The bytes every image of a compressed format (MJPG) carries.
   void setPayload(const std::string& path, std::vector<uint8_t> bytes);
+  // false: images keep what the buffer held, so a benchmark measures the
+  // back end, not the fake drawing its pattern.
+  void setFill(const std::string& path, bool fill);
 
   // Counters the tests read.
   uint32_t mapped() const { return m_mapped; }
@@ -85,6 +88,7 @@ class FakeSystem final : public v4l2cam::System {
     int openError = 0;
     uint32_t shortEvery = 0;
     std::vector<uint8_t> payload;
+    bool fill = true;
     std::map<uint32_t, int32_t> values;
     uint32_t fourcc = 0, width = 0, height = 0;
     bool streaming = false;
