@@ -239,7 +239,7 @@ int FakeSystem::ioctl(int fd, unsigned long request, void* arg) {
       if (!n.fill) {
       } else if (n.fourcc == V4L2_PIX_FMT_MJPEG) {
         bytes = std::min(n.payload.size(), buf.size());
-        std::memcpy(buf.data(), n.payload.data(), bytes);
+        if (bytes > 0) std::memcpy(buf.data(), n.payload.data(), bytes);
       } else if (n.fourcc == V4L2_PIX_FMT_YUYV) {
         for (size_t i = 0; i < bytes; i += 2) {
           buf[i] = static_cast<uint8_t>(16 + seq % 200);
