@@ -11,6 +11,9 @@
 #ifdef SARVIK_HAVE_PLAYBACK
 #include "../playback/playback_backend.h"
 #endif
+#ifdef SARVIK_HAVE_V4L2
+#include "../v4l2/v4l2_backend.h"
+#endif
 
 namespace {
 
@@ -68,6 +71,9 @@ SARVIK_PLUGIN_EXPORT sarvik::DriverInterfaceBase* driverInstance() {
     backends.emplace_back(new simcam::SimBackend(kSimTransportUsb));
 #ifdef SARVIK_HAVE_PLAYBACK
     backends.emplace_back(new playback::PlaybackBackend(files, defaults));
+#endif
+#ifdef SARVIK_HAVE_V4L2
+    backends.emplace_back(new v4l2cam::V4l2Backend());
 #endif
     return backends;
   });
