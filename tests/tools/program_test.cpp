@@ -226,7 +226,7 @@ TEST_F(ProgramTest, RecordingRefusesToOverwriteAndStopsAtItsLimits) {
   ASSERT_EQ(stat(work("s.rec").c_str(), &st), 0);
   EXPECT_LE(st.st_size, 1024 * 1024);
   EXPECT_GT(cleanEntries(work("s.rec")), 0u);
-  EXPECT_EQ(namesIn(work()), std::vector<std::string>({"old.rec", "s.rec"}));
+  EXPECT_EQ(namesIn(work()), std::vector<std::string>({"old.rec", "s.rec", "s.rec.json"}));
 }
 
 TEST_F(ProgramTest, RecordedFramesExportThroughTheModuleAndStreamTakesItsMode) {
@@ -262,7 +262,7 @@ TEST_F(ProgramTest, RecordingThatRunsOutOfRoomKeepsAWholeFile) {
   EXPECT_NE(r.err.find("file size limit (ulimit -f) reached"), std::string::npos) << r.err;
   EXPECT_NE(r.err.find("x.rec keeps the"), std::string::npos) << r.err;
   EXPECT_GT(cleanEntries(work("x.rec")), 0u);
-  EXPECT_EQ(namesIn(work()), std::vector<std::string>({"x.rec"}));
+  EXPECT_EQ(namesIn(work()), std::vector<std::string>({"x.rec", "x.rec.json"}));
 }
 
 TEST_F(ProgramTest, RecordingOntoASmallFileSystemSaysTheDiskIsFull) {
