@@ -142,10 +142,11 @@ int32_t Context::refuseOwnStreamThread(VideoStream* stream) {
 // threads until it is deleted: they count too.
 bool Context::isAnyStreamThread() {
   ScopedLock lock(m_streamListLock);
-  for (const std::list<VideoStream*>* list : {&m_streams, &m_dyingStreams}) {
-    for (VideoStream* stream : *list) {
-      if (stream->isOwnThread()) return true;
-    }
+  for (VideoStream* stream : m_streams) {
+    if (stream->isOwnThread()) return true;
+  }
+  for (const DyingStream& dying : m_dyingStreams) {
+    if (!dying.deleting && dying.stream->isOwnThread()) return true;
   }
   return false;
 }

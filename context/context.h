@@ -208,8 +208,15 @@ class Context : public SarvikBaseContext {
   // Streams that destroyStream has taken out of m_streams and not yet
   // deleted, guarded by m_streamListLock. Their threads still run: a call
   // from one of them is refused as from any stream's own thread, and
-  // closeDevice waits for them before it deletes the Sensors they use.
-  std::list<VideoStream*> m_dyingStreams;
+  // closeDevice waits for them before it deletes the Sensors they use. The
+  // device is kept beside the stream, and an entry is marked `deleting`
+  // before the stream is deleted, so that no walk reads a freed stream.
+  struct DyingStream {
+    VideoStream* stream;
+    Device* device;
+    bool deleting;
+  };
+  std::list<DyingStream> m_dyingStreams;
   // Plug-in calls on device objects made without m_contextLock.
   DeviceCallGate m_deviceCalls;
   // Set while a rebuild fills the table (guarded by m_tableLock): a

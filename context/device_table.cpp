@@ -232,8 +232,8 @@ VideoStream* Context::firstStreamOf(Device* device) {
 
 bool Context::hasDyingStreamOf(Device* device) {
   ScopedLock listLock(m_streamListLock);
-  for (VideoStream* stream : m_dyingStreams) {
-    if (stream->m_device == device) return true;
+  for (const DyingStream& dying : m_dyingStreams) {
+    if (dying.device == device) return true;
   }
   return false;
 }
@@ -260,12 +260,13 @@ int32_t Context::closeDevice(Device* device) {
   if (int32_t status = guardDeviceShort(device)) return status;
   {
     ScopedLock listLock(m_streamListLock);
-    for (const std::list<VideoStream*>* list : {&m_streams, &m_dyingStreams}) {
-      for (VideoStream* stream : *list) {
-        if (stream->m_device == device) {
-          if (int32_t status = refuseOwnStreamThread(stream)) return status;
-        }
-      }
+    for (VideoStream* stream : m_streams) {
+      if (stream->m_device != device) continue;
+      if (int32_t status = refuseOwnStreamThread(stream)) return status;
+    }
+    for (const DyingStream& dying : m_dyingStreams) {
+      if (dying.device != device || dying.deleting) continue;
+      if (int32_t status = refuseOwnStreamThread(dying.stream)) return status;
     }
   }
   {

@@ -61,7 +61,7 @@ int32_t Context::destroyStream(VideoStream* stream) {
     m_streams.remove(stream);
     remaining = m_streams.size();
     // Until it is deleted, its threads still run and its Sensor is in use.
-    if (removed) m_dyingStreams.push_back(stream);
+    if (removed) m_dyingStreams.push_back({stream, stream->m_device, false});
   }
   // Only the call whose removal found the handle deletes it; a racing second
   // destroy of the same handle answers as for an unknown one.
@@ -76,11 +76,18 @@ int32_t Context::destroyStream(VideoStream* stream) {
   // reads frames can finish; only the deletion waits for a readFrame in progress.
   stream->stop();
   {
+    // Its threads are joined: from now on only the device of the entry counts.
+    ScopedLock listLock(m_streamListLock);
+    for (DyingStream& dying : m_dyingStreams) {
+      if (dying.stream == stream) dying.deleting = true;
+    }
+  }
+  {
     ScopedLock streamLock(m_streamLock);
     delete stream;
   }
   ScopedLock listLock(m_streamListLock);
-  m_dyingStreams.remove(stream);
+  m_dyingStreams.remove_if([stream](const DyingStream& dying) { return dying.stream == stream; });
   return 0;
 }
 

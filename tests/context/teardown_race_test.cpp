@@ -3,6 +3,7 @@
 //
 // A deadlock cannot be undone from inside the process; where the faults these
 // tests pin would hang, the test ends the program with a message instead.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -161,9 +162,17 @@ TEST_F(TeardownRace, ShutdownWaitsForASettingCallInsideThePlugin) {
     std::fprintf(stderr, "shutdown unloaded the plug-in while setFlag ran in it\n");
     std::abort();
   }
-  plugin->resume();  // still loaded: the module holds it until shutdown ends
+  // resume() runs the plug-in's code on this thread, and the moment setFlag
+  // returns the module may unload it: hold it for the call, now that the
+  // check above has seen shutdown wait.
+  Dl_info info{};
+  ASSERT_NE(0, dladdr(*reinterpret_cast<void**>(plugin), &info));
+  void* hold = dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD);
+  ASSERT_NE(nullptr, hold);
+  plugin->resume();
   mustFinish(flag, "setUvcDriverFlag");
   mustFinish(down, "shutdown");
+  dlclose(hold);
   EXPECT_EQ(0, flag.result());
   EXPECT_EQ(0, down.result());
   EXPECT_EQ(-1, ctx()->setUvcDriverFlag(7)) << "no plug-in after shutdown";

@@ -96,7 +96,8 @@ TEST_F(FullDisk, EachFailedWriteIsReportedAndTheFileReadsToItsLastWholeEntry) {
   uint32_t whole = 0;
   while (reader.next(&entry)) {
     ASSERT_TRUE(reader.readData(entry, &data, &error)) << error;
-    EXPECT_EQ(whole, entry.tag.frameIndex);
+    const uint32_t frameIndex = entry.tag.frameIndex;  // the tag is packed: copy, never bind
+    EXPECT_EQ(whole, frameIndex);
     ASSERT_EQ(kFrameBytes, data.size());
     EXPECT_EQ(std::vector<uint8_t>(kFrameBytes, static_cast<uint8_t>(whole + 1)), data) << "entry " << whole;
     ++whole;
