@@ -158,6 +158,9 @@ class Context : public SarvikBaseContext {
   DriverInterfaceBase* driverFor(int32_t driverType);
   VideoStream* firstStreamOf(Device* device);
   bool hasDyingStreamOf(Device* device);
+  // True, and the running rebuild asked for another pass, when this thread is
+  // inside a rebuild's call to a plug-in's getDeviceList.
+  bool raisedInsideRebuild();
   // Ends a stream that closeStream could not remove, so that its device is
   // never deleted under it.
   void forceEndStream(VideoStream* stream);

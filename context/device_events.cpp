@@ -61,6 +61,12 @@ void Context::onDeviceState(const char* deviceAddr, const char* sn, const char* 
   // flag and then waits for everything in flight, can never miss this event.
   OperationScope scope(m_gate);
   if (m_shuttingDown.load()) return;
+  // A plug-in that raises an event from inside its getDeviceList (which the
+  // plug-in contract forbids) reaches here holding the table lock of the
+  // rebuild in progress. Taking m_contextLock now would invert the order of
+  // initialize (context lock, then table lock), so such an event only asks
+  // for another pass; tasks and callbacks hear the event that started it.
+  if (raisedInsideRebuild()) return;
   {
     ScopedLock lock(m_contextLock);
     if (m_shuttingDown.load()) return;

@@ -337,6 +337,18 @@ uint32_t Context::fillDeviceTable() {
   return written;
 }
 
+namespace {
+// Set on the thread that runs a rebuild's passes, while they run.
+thread_local bool t_fillingTable = false;
+}  // namespace
+
+bool Context::raisedInsideRebuild() {
+  if (!t_fillingTable) return false;
+  // This thread holds m_tableLock: the running rebuild makes one more pass.
+  m_tableStale = true;
+  return true;
+}
+
 void Context::rebuildDeviceTable() {
   // Serialises overlapping rebuilds of two plug-ins' events, and keeps
   // searches from reading a half-written table.
@@ -351,11 +363,13 @@ void Context::rebuildDeviceTable() {
   m_tableFilling = true;
   // Bounded: a plug-in that raises an event in every getDeviceList gets one
   // extra pass, not an endless loop.
+  t_fillingTable = true;
   for (int pass = 0; pass < 2; ++pass) {
     m_tableStale = false;
     m_deviceCount = fillDeviceTable();
     if (!m_tableStale) break;
   }
+  t_fillingTable = false;
   m_tableStale = false;
   m_tableFilling = false;
 }
